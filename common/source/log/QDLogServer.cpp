@@ -1,0 +1,103 @@
+#include "QDLogServer.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+bool QDLogServer::m_initialized = false;
+int QDLogServer::m_curMarginOffset = 0;
+QDString QDLogServer::m_curMarginOffsetString;
+timeval QDLogServer::s_startTimeVal = {0, 0};
+QDLogServer::LineObserver QDLogServer::s_lineObserver = nullptr;
+
+void QDLogServer::init(bool)
+{
+    m_initialized = true;
+    gettimeofday(&s_startTimeVal, nullptr);
+}
+
+void QDLogServer::setLogFile(QDString) {}
+
+void QDLogServer::printLine(QDString format, ...)
+{
+    if (!s_lineObserver)
+        return;
+    char line[4096];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(line, sizeof(line), format.isNull() ? "" : format.c_str(), args);
+    va_end(args);
+    s_lineObserver(line);
+}
+
+void QDLogServer::clear() {}
+
+void QDLogServer::showLogWindow(bool) {}
+
+void QDLogServer::enableLogWindow(bool) {}
+
+void QDLogServer::setLineObserver(LineObserver observer) { s_lineObserver = observer; }
+
+void QDLogServer::setMarginOffset(int n)
+{
+    m_curMarginOffset = n < 0 ? 0 : n;
+    rebuildMargin();
+}
+
+void QDLogServer::incrMarginOffset(int n)
+{
+    m_curMarginOffset += n;
+    rebuildMargin();
+}
+
+void QDLogServer::decrMarginOffset(int n)
+{
+    m_curMarginOffset -= n;
+    if (m_curMarginOffset < 0)
+        m_curMarginOffset = 0;
+    rebuildMargin();
+}
+
+void QDLogServer::rebuildMargin()
+{
+    // create() leaves the null string for a level of 0 or below.
+    long spaces = 2L * m_curMarginOffset;
+    m_curMarginOffsetString.create(spaces > 0x7fffffffL ? 0x7fffffff : int(spaces), ' ');
+}
+
+void QDLogBloc::start(int n)
+{
+    if (m_started)
+        return;
+    QDLogServer::incrMarginOffset(n);
+    m_started = true;
+    m_offset = n;
+    m_endText.clear();
+}
+
+void QDLogBloc::start(const QDString& startText, const QDString& endText, int n)
+{
+    if (m_started)
+        return;
+    if (!startText.empty())
+        QDLogServer::printLine("%s", startText.c_str());
+    // Raised by 2 whatever n is, and taken back by n at end(): callers that
+    // want a balanced margin pass 2.
+    QDLogServer::incrMarginOffset(2);
+    m_started = true;
+    m_offset = n;
+    m_endText = endText;
+}
+
+void QDLogBloc::end()
+{
+    if (!m_started)
+        return;
+    QDLogServer::decrMarginOffset(m_offset);
+    if (!m_endText.empty())
+        QDLogServer::printLine("%s", m_endText.c_str());
+    m_started = false;
+    m_offset = 0;
+    m_endText.clear();
+}
+
+void QDLogServer2::deleteLogFile() {}
