@@ -76,11 +76,10 @@ void QDBoolArray::resize(int n, bool fill)
     {
         if (m_end > m_begin)
         {
-            if (newBytes > oldBytes)
-                memset(m_begin + oldBytes, fillByte, size_t(newBytes - oldBytes));
-            if (m_end - m_begin > newBytes && newBytes > oldBytes)
-                memset(m_begin + newBytes, fillByte, size_t((m_end - m_begin) - newBytes));
-            if (oldBytes > 0 && oldBytes <= m_end - m_begin)
+            // New bytes and bytes dropped by a shrink take the fill value.
+            const int from = oldBytes < newBytes ? oldBytes : newBytes;
+            memset(m_begin + from, fillByte, size_t((m_end - m_begin) - from));
+            if (oldBytes > 0)
                 fillTail(m_begin);
         }
         m_size = n;
