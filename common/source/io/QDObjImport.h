@@ -38,10 +38,11 @@ private:
     unsigned long m_readBufferSize;
 };
 
-// The parsing pass. Writes positions, faces, the file's texture coordinates and
-// their per-corner indices into the mesh, using the arrays' sizes on entry as
-// their capacity and growing them when the file holds more. materialName (may be
-// null) receives the first usemtl name, cut to materialNameSize - 1 bytes.
+// The parsing pass. Fills positions, faces, the file's texture coordinates and
+// their per-corner indices of the mesh from the start of each array, within the
+// capacity reserved by the caller and growing it when the file holds more.
+// materialName (may be null) receives the first usemtl name, cut to
+// materialNameSize - 1 bytes.
 void quickReadTivMesh(FILE* file, QDTivMesh& mesh, bool readUVs, char* materialName,
                       int materialNameSize,
                       unsigned long bufferSize = QDObjImport::s_readBufferSize);

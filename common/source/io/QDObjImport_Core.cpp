@@ -5,7 +5,9 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 char* QDObjImport::s_fileBuffer = nullptr;
 char* QDObjImport::s_endFileBuffer = nullptr;
@@ -43,7 +45,7 @@ inline int clampCount(long long n)
 
 // Finishes the line whose current byte is c: true when a line end was reached,
 // false at the end of the file.
-inline bool finishLine(QDObjByteReader& in, int c)
+template <class In> bool finishLine(In& in, int c)
 {
     if (qdObjIsLineEnd(c)) return true;
     if (c < 0) return false;
@@ -52,7 +54,7 @@ inline bool finishLine(QDObjByteReader& in, int c)
 
 // Reads the rest of a header keyword; true when every byte matched. On a
 // mismatch c holds the offending byte.
-inline bool matchWord(QDObjByteReader& in, const char* word, int& c)
+template <class In> bool matchWord(In& in, const char* word, int& c)
 {
     for (; *word; ++word)
     {
@@ -78,7 +80,7 @@ struct StatCounts
 };
 
 // One counting-phase line, begun on its first byte c; false at end of file.
-bool countLine(QDObjByteReader& in, int c, StatCounts& n)
+template <class In> bool countLine(In& in, int c, StatCounts& n)
 {
     if (c == 'v')
     {
@@ -146,22 +148,31 @@ void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, i
         }
         if (!finishLine(in, c)) goto endOfFile;
     }
-    // Counting phase, c being the first byte of a data line.
+    // Counting phase, c being the first byte of a data line. The header counts
+    // no longer change, so the check made at every line end is decided by the
+    // end of this first line.
+    if (!countLine(in, c, n)) goto endOfFile;
+    if (n.vertexHeader > 0 && n.faceHeader > 0)
+    {
+        vertexCount = clampCount(n.vertexHeader);
+        faceCount = clampCount(n.faceHeader);
+        cornerCount = clampCount(4 * n.faceHeader);
+        uvCount = n.uvCount();
+        return;
+    }
     for (;;)
     {
-        if (!countLine(in, c, n)) break;
-        if (n.vertexHeader > 0 && n.faceHeader > 0)
+        const unsigned char*& position = in.position();
+        if (position < in.lineSafeEnd())
         {
-            vertexCount = clampCount(n.vertexHeader);
-            faceCount = clampCount(n.faceHeader);
-            cornerCount = clampCount(4 * n.faceHeader);
-            uvCount = n.uvCount();
-            return;
+            QDObjLineCursor line(position, in.lineSafeEnd());
+            c = line.next();
+            if (!qdObjIsLineEnd(c)) countLine(line, c, n);
+            position = line.position();
+            continue;
         }
-        do
-            c = in.next();
-        while (qdObjIsLineEnd(c));
-        if (c < 0) break;
+        c = in.next();
+        if (c < 0 || (!qdObjIsLineEnd(c) && !countLine(in, c, n))) break;
     }
 endOfFile:
     vertexCount = clampCount(n.vertexLines);
@@ -194,60 +205,101 @@ const DivisorTable s_divisors;
 // below it, integer and single-precision accumulation give the same bits.
 const unsigned int s_exactMantissaLimit = 1677720;
 
+// Leading decimal digits among the eight bytes at p: returns their count and
+// puts their value in 'value'. Bytes after the first non-digit do not matter,
+// so a scan that stops inside the data may look at a word that goes past it.
+inline int digitRun(const unsigned char* p, std::uint64_t& value)
+{
+    std::uint64_t x;
+    memcpy(&x, p, 8);
+    const std::uint64_t high = 0xF0F0F0F0F0F0F0F0ull, threes = 0x3030303030303030ull;
+    std::uint64_t nonDigit =
+        ((x & high) ^ threes) | (((x + 0x0606060606060606ull) & high) ^ threes);
+    int n = nonDigit ? __builtin_ctzll(nonDigit) >> 3 : 8;
+    if (n == 0)
+    {
+        value = 0;
+        return 0;
+    }
+    // Little-endian: the first character is the lowest byte. Dropping the bytes
+    // after the run leaves leading zeros, then pairs, quads and the eight fold.
+    std::uint64_t d = (x - threes) << (8 * (8 - n));
+    d = (d * 10 + (d >> 8)) & 0x00FF00FF00FF00FFull;
+    d = (d * 100 + (d >> 16)) & 0x0000FFFF0000FFFFull;
+    value = (d * 10000 + (d >> 32)) & 0xFFFFFFFFull;
+    return n;
+}
+
+const std::uint64_t s_powersOfTen[9] = {1,      10,      100,      1000,     10000,
+                                        100000, 1000000, 10000000, 100000000};
+
+// Up to sixteen digits as two runs; false when the digits go on beyond.
+inline bool digitRun16(const unsigned char*& p, std::uint64_t& value, int& count)
+{
+    count = digitRun(p, value);
+    p += count;
+    if (count < 8) return true;
+    std::uint64_t more;
+    int n = digitRun(p, more);
+    p += n;
+    value = value * s_powersOfTen[n] + more;
+    count += n;
+    return n < 8;
+}
+
 // Element ceiling of the output arrays, whose sizes are ints.
 const long long s_maxElements = INT_MAX / 2;
 
-// Writes into an array through a running index, using its size on entry as
-// capacity and growing it when the file holds more than was counted.
+// Appends to an array whose capacity was sized from the counting pass, growing
+// it when the file holds more than was counted.
 template <typename T> class GrowingOutput
 {
 public:
-    explicit GrowingOutput(QDArray<T>& array) : m_array(array), m_capacity(array.size()) {}
+    GrowingOutput(QDArray<T>& array, bool used) : m_array(array)
+    {
+        if (used) m_array.clear();
+    }
 
-    // Room for n more elements from the current position.
+    // Room for n more elements; false only at the int size ceiling.
     bool reserve(long long n)
     {
-        long long needed = m_count + n;
-        if (needed <= m_capacity) return true;
+        long long needed = (long long)m_array.size() + n;
+        long long capacity = m_array.capacity();
+        if (needed <= capacity) return true;
         if (needed > s_maxElements) return false;
-        long long grown = m_capacity + m_capacity / 2 + 64;
-        long long capacity =
-            needed > grown ? needed : (grown < s_maxElements ? grown : s_maxElements);
-        m_array.resize(int(capacity));
-        m_capacity = capacity;
+        long long grown = capacity + capacity / 2 + 64;
+        m_array.reserve(
+            int(needed > grown ? needed : (grown < s_maxElements ? grown : s_maxElements)));
         return true;
     }
-    void put(const T& value) { m_array.begin()[m_count++] = value; }
-    long long count() const { return m_count; }
+    void put(const T& value) { m_array.push_back(value); }
 
-    // Cuts the array to what was written and gives back storage that growth or
-    // overstated header counts left unused; an exact count costs no copy.
+    // Gives back storage that growth or overstated header counts left unused;
+    // an exact count costs no copy.
     void finish()
     {
-        m_array.resize(int(m_count));
         if (m_array.capacity() - m_array.size() > m_array.size() / 8 + 1024)
         {
-            QDArray<T> exact(int(m_count), T{});
-            for (int i = 0; i < int(m_count); ++i)
-                exact[i] = m_array[i];
+            QDArray<T> exact(m_array);
             m_array.swap(exact);
         }
     }
 
 private:
     QDArray<T>& m_array;
-    long long m_capacity;
-    long long m_count = 0;
 };
 
+// The parsing pass. Each line is read through a cursor: QDObjLineCursor when
+// the whole line is already in the buffer (no end checks), the refilling
+// reader itself for a line that straddles two fills. Both run the same code.
 class ObjParser
 {
 public:
     ObjParser(FILE* file, unsigned long bufferSize, QDTivMesh& mesh, bool readUVs,
               char* materialName, int materialNameSize)
-        : m_in(file, bufferSize), m_readUVs(readUVs), m_vertices(mesh.m_vertices),
-          m_slots(mesh.m_faceVertexIndices), m_uvs(mesh.m_uniqueUVs),
-          m_uvSlots(mesh.m_cornerUVIndices), m_materialName(materialName),
+        : m_in(file, bufferSize), m_readUVs(readUVs), m_vertices(mesh.m_vertices, true),
+          m_slots(mesh.m_faceVertexIndices, true), m_uvs(mesh.m_uniqueUVs, readUVs),
+          m_uvSlots(mesh.m_cornerUVIndices, readUVs), m_materialName(materialName),
           m_materialNameSize(materialNameSize)
     {
         m_vertexList.reserve(5);
@@ -262,31 +314,17 @@ public:
     {
         for (;;)
         {
-            int c = m_in.next();
-            bool more;
-            switch (c)
+            const unsigned char*& position = m_in.position();
+            // A material name ends only at a LF, which the line-safe end does
+            // not promise, so that one line always takes the checked path.
+            if (position < m_in.lineSafeEnd() && !(*position == 'u' && wantsMaterialName()))
             {
-            case -1:
-                more = false;
-                break;
-            case '\n':
-            case '\r':
-                more = true;
-                break;
-            case 'v':
-                more = vertexLine();
-                break;
-            case 'f':
-                more = faceLine();
-                break;
-            case 'u':
-                more = materialLine();
-                break;
-            default:
-                more = m_in.skipLine() >= 0;
-                break;
+                QDObjLineCursor line(position, m_in.lineSafeEnd());
+                readLine(line);
+                position = line.position();
             }
-            if (!more) break;
+            else if (!readLine(m_in))
+                break;
         }
         m_vertices.finish();
         m_slots.finish();
@@ -298,60 +336,114 @@ public:
     }
 
 private:
-    bool skipRest(int c) { return finishLine(m_in, c); }
+    bool wantsMaterialName() const { return m_materialName && m_materialName[0] == 0; }
+
+    // One line, from its first byte; false at the end of the file.
+    template <class In> bool readLine(In& in)
+    {
+        switch (int c = in.next())
+        {
+        case -1:
+            return false;
+        case '\n':
+        case '\r':
+            return true;
+        case 'v':
+            return vertexLine(in);
+        case 'f':
+            return faceLine(in);
+        case 'u':
+            return materialLine(in);
+        default:
+            return finishLine(in, c);
+        }
+    }
+
+    static void addDigit(int c, unsigned int& mantissa, float& wide, bool& isWide)
+    {
+        if (isWide)
+            wide = wide * 10.0f + float(c - '0');
+        else if (mantissa <= s_exactMantissaLimit)
+            mantissa = mantissa * 10 + unsigned(c - '0');
+        else
+        {
+            isWide = true;
+            wide = float(mantissa) * 10.0f + float(c - '0');
+        }
+    }
+
+    // The usual shape of a number, "-12.345678" ended by a blank or a line end
+    // with at most 24 bits of digits, is read a word at a time and gives the
+    // same bits as the digit-by-digit reading; anything else (an exponent, a
+    // longer mantissa, a bad byte) is read again digit by digit.
+    static int number(QDObjLineCursor& in, int c, float& value)
+    {
+        const unsigned char* start = in.position();
+        const unsigned char* p = start;
+        float sign = 1.0f;
+        if (c == '-' || c == '+')
+            sign = c == '-' ? -1.0f : 1.0f;
+        else
+            --p;
+        std::uint64_t mantissa = 0, fraction = 0;
+        int digits = 0, decimals = 0;
+        bool shortRuns = digitRun16(p, mantissa, digits);
+        if (shortRuns && *p == '.') shortRuns = digitRun16(++p, fraction, decimals);
+        const int end = *p;
+        if (shortRuns && digits + decimals <= 16 && (qdObjIsBlank(end) || qdObjIsLineEnd(end)))
+        {
+            for (int k = decimals; k > 0; k -= 8)
+                mantissa *= s_powersOfTen[k > 8 ? 8 : k];
+            mantissa += fraction;
+            if (mantissa <= 16777216)
+            {
+                value = float(int(mantissa)) / s_divisors.value[decimals] * sign;
+                in.setPosition(p + 1);
+                return end;
+            }
+        }
+        in.setPosition(start);
+        return number<QDObjLineCursor>(in, c, value);
+    }
 
     // Reads one number begun by c ("+", "-", "." or a digit). Returns the byte
     // that ended it; value is set only when that byte is a blank or a line end.
-    int number(int c, float& value)
+    template <class In> static int number(In& in, int c, float& value)
     {
         float sign = 1.0f;
         if (c == '-' || c == '+')
         {
             sign = c == '-' ? -1.0f : 1.0f;
-            c = m_in.next();
+            c = in.next();
         }
         unsigned int mantissa = 0;
         float wide = 0.0f;
         bool isWide = false;
         int decimals = 0;
-        bool afterPoint = false;
-        for (;; c = m_in.next())
-        {
-            if (qdObjIsDigit(c))
+        for (; qdObjIsDigit(c); c = in.next())
+            addDigit(c, mantissa, wide, isWide);
+        if (c == '.')
+            for (c = in.next(); qdObjIsDigit(c); c = in.next())
             {
-                if (isWide)
-                    wide = wide * 10.0f + float(c - '0');
-                else if (mantissa <= s_exactMantissaLimit)
-                    mantissa = mantissa * 10 + unsigned(c - '0');
-                else
-                {
-                    isWide = true;
-                    wide = float(mantissa) * 10.0f + float(c - '0');
-                }
-                if (afterPoint && decimals < 47) ++decimals;
+                addDigit(c, mantissa, wide, isWide);
+                decimals += decimals < 47;
             }
-            else if (c == '.' && !afterPoint)
-                afterPoint = true;
-            else
-                break;
-        }
         bool hasPower = false;
         int exponentSign = 1;
         int exponent = 0;
         if (c == 'e')
         {
-            c = m_in.next();
+            c = in.next();
             if (c == '+' || c == '-')
             {
                 hasPower = true;
                 exponentSign = c == '-' ? -1 : 1;
-                c = m_in.next();
+                c = in.next();
             }
-            while (qdObjIsDigit(c))
+            for (; qdObjIsDigit(c); c = in.next())
             {
                 hasPower = true;
                 if (exponent < 100000) exponent = exponent * 10 + (c - '0');
-                c = m_in.next();
             }
         }
         if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return c;
@@ -364,30 +456,37 @@ private:
 
     void storePosition(float value)
     {
-        m_position[m_positionNumbers % 3] = value;
         ++m_positionNumbers;
-        if (m_positionNumbers % 3 == 0 && m_vertices.reserve(1))
-            m_vertices.put(QDVector3f(m_position[0], m_position[1], m_position[2]));
+        m_position[m_positionComponent++] = value;
+        if (m_positionComponent == 3)
+        {
+            m_positionComponent = 0;
+            if (m_vertices.reserve(1))
+                m_vertices.put(QDVector3f(m_position[0], m_position[1], m_position[2]));
+        }
     }
 
     void storeUV(float value)
     {
-        m_uv[m_uvNumbers % 2] = value;
-        ++m_uvNumbers;
-        if (m_uvNumbers % 2 == 0 && m_uvs.reserve(1)) m_uvs.put(QDVector2f(m_uv[0], m_uv[1]));
+        m_uv[m_uvComponent++] = value;
+        if (m_uvComponent == 2)
+        {
+            m_uvComponent = 0;
+            if (m_uvs.reserve(1)) m_uvs.put(QDVector2f(m_uv[0], m_uv[1]));
+        }
     }
 
     // "v" and "vt" lines; the "v" has been read.
-    bool vertexLine()
+    template <class In> bool vertexLine(In& in)
     {
         bool texture = false;
         int numbers = 0;
-        int c = m_in.next();
+        int c = in.next();
         for (;;)
         {
             if (qdObjIsBlank(c))
             {
-                c = m_in.next();
+                c = in.next();
                 continue;
             }
             if (c < 0) return false;
@@ -395,11 +494,11 @@ private:
             if (qdObjIsDigit(c) || c == '-' || c == '+' || c == '.')
             {
                 // A w weight, vertex colours or a third texture number are ignored.
-                if (numbers >= (texture ? 2 : 3)) return skipRest(c);
+                if (numbers >= (texture ? 2 : 3)) return finishLine(in, c);
                 ++numbers;
                 float value = 0.0f;
-                c = number(c, value);
-                if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return skipRest(c);
+                c = number(in, c, value);
+                if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return finishLine(in, c);
                 if (texture)
                     storeUV(value);
                 else
@@ -409,11 +508,34 @@ private:
             if (c == 't' && m_readUVs)
             {
                 texture = true;
-                c = m_in.next();
+                c = in.next();
                 continue;
             }
-            return skipRest(c);
+            return finishLine(in, c);
         }
+    }
+
+    // Reads the digits of an index from the current byte c; returns the byte
+    // after them. 'empty' tells that there was no digit.
+    template <class In> static int index(In& in, int c, long long& value, bool& empty)
+    {
+        value = 0;
+        empty = !qdObjIsDigit(c);
+        for (; qdObjIsDigit(c); c = in.next())
+            value = accumulateDigit(value, c);
+        return c;
+    }
+
+    static int index(QDObjLineCursor& in, int c, long long& value, bool& empty)
+    {
+        const unsigned char* p = in.position() - 1;
+        std::uint64_t digits;
+        int n = digitRun(p, digits);
+        if (n == 8) return index<QDObjLineCursor>(in, c, value, empty);
+        value = (long long)digits;
+        empty = n == 0;
+        in.setPosition(p + n + 1);
+        return p[n];
     }
 
     // A negative reference adds the count of positions read instead of taking
@@ -426,46 +548,35 @@ private:
 
     // "f" lines; the "f" has been read. The corner lists are cleared only when
     // a face is emitted, so a line abandoned part-way hands its corners on.
-    bool faceLine()
+    template <class In> bool faceLine(In& in)
     {
-        int c = m_in.next();
-        if (!qdObjIsBlank(c)) return skipRest(c);
-        c = m_in.next();
+        int c = in.next();
+        if (!qdObjIsBlank(c)) return finishLine(in, c);
+        c = in.next();
         for (;;)
         {
             while (qdObjIsBlank(c))
-                c = m_in.next();
+                c = in.next();
             if (qdObjIsLineEnd(c)) return emitFace();
             bool negative = c == '-';
             if (c == '-' || c == '+')
-                c = m_in.next();
+                c = in.next();
             else if (!qdObjIsDigit(c))
-                return skipRest(c);
-            long long value = 0;
-            while (qdObjIsDigit(c))
-            {
-                value = accumulateDigit(value, c);
-                c = m_in.next();
-            }
-            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c) && c != '/') return skipRest(c);
+                return finishLine(in, c);
+            long long value;
+            bool empty;
+            c = index(in, c, value, empty);
+            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c) && c != '/') return finishLine(in, c);
             m_vertexList.push_back(vertexIndex(value, negative));
             if (c != '/') continue;
-            c = m_in.next();
-            value = 0;
-            bool empty = true;
-            while (qdObjIsDigit(c))
-            {
-                value = accumulateDigit(value, c);
-                empty = false;
-                c = m_in.next();
-            }
-            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c) && c != '/') return skipRest(c);
+            c = index(in, in.next(), value, empty);
+            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c) && c != '/') return finishLine(in, c);
             if (!empty) m_uvList.push_back(int(value - 1));
             if (c != '/') continue;
             do
-                c = m_in.next();
+                c = in.next();
             while (qdObjIsDigit(c) || c == '/');
-            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return skipRest(c);
+            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return finishLine(in, c);
         }
     }
 
@@ -517,16 +628,16 @@ private:
 
     // "usemtl" lines; the "u" has been read. Only a LF ends the name, so a CR
     // of a CR LF file becomes part of it.
-    bool materialLine()
+    template <class In> bool materialLine(In& in)
     {
-        if (!m_materialName || m_materialName[0] != 0) return m_in.skipLine() >= 0;
         static const char* s_useMaterialStr = "usemtl";
+        if (!wantsMaterialName()) return in.skipLine() >= 0;
         int c;
-        if (!matchWord(m_in, s_useMaterialStr + 1, c)) return skipRest(c);
+        if (!matchWord(in, s_useMaterialStr + 1, c)) return finishLine(in, c);
         int length = 0;
         for (;;)
         {
-            c = m_in.next();
+            c = in.next();
             if (c < 0) return false;
             if (c == '\n') return true;
             if (qdObjIsBlank(c) || length >= m_materialNameSize - 1) continue;
@@ -546,7 +657,8 @@ private:
     QDArray<int> m_vertexList;
     QDArray<int> m_uvList;
     long long m_positionNumbers = 0;
-    long long m_uvNumbers = 0;
+    int m_positionComponent = 0;
+    int m_uvComponent = 0;
     float m_position[3] = {0.0f, 0.0f, 0.0f};
     float m_uv[2] = {0.0f, 0.0f};
 };

@@ -1,6 +1,7 @@
 #include "QDObjImport.h"
 
 #include "QDDiskServer.h"
+#include "QDObjByteReader.h"
 #include "QDTivMesh.h"
 
 #include <cstring>
@@ -16,6 +17,13 @@ int capByFileSize(int count, long fileSize, long bytesPerItem)
 {
     long most = (fileSize > 0 ? fileSize : 0) / bytesPerItem + 1;
     return count < most ? count : int(most);
+}
+
+template <typename T> void reserveFilled(QDArray<T>& array, int count)
+{
+    array.destroy();
+    array.reserve(count);
+    qdAdviseHugePages(array.begin(), sizeof(T) * std::size_t(array.capacity()));
 }
 
 // Keeps four slots per face within the int sizes of the arrays.
@@ -38,12 +46,12 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
     // more corners make the parser grow the slot arrays.
     faceCount = capByFileSize(faceCount, fileSize, 8);
     if (faceCount > s_maxFaces) faceCount = s_maxFaces;
-    mesh.m_vertices.reinit(capByFileSize(vertexCount, fileSize, 7));
-    mesh.m_faceVertexIndices.reinit(faceCount * 4, 0);
+    reserveFilled(mesh.m_vertices, capByFileSize(vertexCount, fileSize, 7));
+    reserveFilled(mesh.m_faceVertexIndices, faceCount * 4);
     if (readUVs)
     {
-        mesh.m_cornerUVIndices.reinit(faceCount * 4, 0);
-        mesh.m_uniqueUVs.reinit(capByFileSize(uvCount, fileSize, 6));
+        reserveFilled(mesh.m_cornerUVIndices, faceCount * 4);
+        reserveFilled(mesh.m_uniqueUVs, capByFileSize(uvCount, fileSize, 6));
     }
     mesh.m_bbox.clear();
 
@@ -69,11 +77,12 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
     // leaves its corner at (0, 0).
     const int corners = mesh.m_cornerUVIndices.size();
     const int uvs = mesh.m_uniqueUVs.size();
-    mesh.m_cornerUVs.reinit(corners);
+    reserveFilled(mesh.m_cornerUVs, corners);
     for (int i = 0; i < corners; ++i)
     {
         int index = mesh.m_cornerUVIndices[i];
-        if (index != -1 && index >= 0 && index < uvs) mesh.m_cornerUVs[i] = mesh.m_uniqueUVs[index];
+        mesh.m_cornerUVs.push_back(index >= 0 && index < uvs ? mesh.m_uniqueUVs[index]
+                                                             : QDVector2f());
     }
     return true;
 }
