@@ -16,10 +16,10 @@ inline unsigned char upper(char c) { return QDString::s_toUpper[(signed char)c];
 
 inline int strLength(const char* s) { return s ? int(strlen(s)) : 0; }
 
-char* copyOf(const char* begin, int n)
+char* copyOf(const char* begin, size_t n)
 {
-    char* buffer = new char[size_t(n) + 1];
-    memcpy(buffer, begin, size_t(n));
+    char* buffer = new char[n + 1];
+    memcpy(buffer, begin, n);
     buffer[n] = 0;
     return buffer;
 }
@@ -65,7 +65,7 @@ bool matchesAt(const char* s, const char* sub, int subLen, bool noCase)
 }
 } // namespace
 
-QDString::QDString(const char* text) : m_data(text ? copyOf(text, int(strlen(text))) : nullptr) {}
+QDString::QDString(const char* text) : m_data(text ? copyOf(text, strlen(text)) : nullptr) {}
 
 QDString::QDString(const QDString& other) : QDString(other.m_data) {}
 
@@ -78,7 +78,7 @@ void QDString::clear()
 void QDString::set(const char* text)
 {
     // Copy first: text may point into our own buffer.
-    char* fresh = text ? copyOf(text, int(strlen(text))) : nullptr;
+    char* fresh = text ? copyOf(text, strlen(text)) : nullptr;
     delete[] m_data;
     m_data = fresh;
 }
@@ -115,9 +115,10 @@ void QDString::swap(QDString& other)
 
 void QDString::create(const char* begin, const char* end)
 {
-    clear();
-    if (begin && end - begin > 0)
-        m_data = copyOf(begin, int(end - begin));
+    // Copy before freeing: the range may lie inside our own buffer.
+    char* fresh = (begin && end - begin > 0) ? copyOf(begin, size_t(end - begin)) : nullptr;
+    delete[] m_data;
+    m_data = fresh;
 }
 
 void QDString::create(int count, char c)
@@ -395,7 +396,7 @@ void QDString::cutTo(int n)
         clear();
         return;
     }
-    char* fresh = copyOf(m_data + n, len - n);
+    char* fresh = copyOf(m_data + n, size_t(len - n));
     delete[] m_data;
     m_data = fresh;
 }
