@@ -500,6 +500,8 @@ void QDString::makePathValid()
 
 QDString QDString::getFileName() const
 {
+    if (!m_data)
+        return QDString();
     int len = length();
     int end = len;
     int i = len - 1;
@@ -520,6 +522,8 @@ bool QDString::fileNameAdvance()
 {
     // name07.png -> name08.png, name99 -> name100, name.png -> name1.png
     int len = length();
+    if (len == 0)
+        return false;
     int stem = len;
     for (int i = len - 1; i >= 0 && m_data[i] != '/' && m_data[i] != '\\'; --i)
         if (m_data[i] == '.')
@@ -638,11 +642,11 @@ int qdSprintf(char* buffer, const char* format, ...)
 
 int qdSprintf_s(char* buffer, int size, const char* format, ...)
 {
-    if (size <= 0)
+    if (!buffer || size <= 0)
         return -1;
     va_list args;
     va_start(args, format);
-    int n = vsnprintf(buffer, size_t(size), format, args);
+    int n = vsnprintf(buffer, size_t(size), format ? format : "", args);
     va_end(args);
     return n;
 }
