@@ -299,7 +299,7 @@ int QDString::findNext(const QDString& sub, int from, bool noCase) const
     int len = length(), subLen = sub.length();
     if (len == 0 || len < subLen)
         return -1;
-    for (int i = from < 0 ? 0 : from; i + subLen <= len; ++i)
+    for (int i = from < 0 ? 0 : from; i <= len - subLen; ++i)
         if (matchesAt(m_data + i, sub.m_data, subLen, noCase))
             return i;
     return -1;
