@@ -362,7 +362,8 @@ TEST(QDBoolArray, CopiesAssignmentsAndEquality)
     EXPECT_FALSE(copy == a);
     EXPECT_TRUE(a.get(18)); // each copy owns its storage
 
-    copy = copy; // self-assignment keeps the bits
+    const QDBoolArray& same = copy;
+    copy = same; // self-assignment keeps the bits
     EXPECT_EQ(copy.size(), 19);
     EXPECT_TRUE(copy.get(0));
     copy.copy(copy, false);
