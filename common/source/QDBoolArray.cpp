@@ -133,7 +133,7 @@ void QDBoolArray::resize(int n, bool fill)
     unsigned char* bytes = m_begin;
     if (newBytes > allocated)
     {
-        // Exactly the bytes asked for: no spare capacity, by design.
+        // Exactly the bytes asked for, no spare capacity: memory over speed.
         bytes = allocateBytes(newBytes);
         memcpy(bytes, m_begin, size_t(oldBytes));
         memset(bytes + oldBytes, fillByte, size_t(newBytes - oldBytes));
