@@ -1,5 +1,6 @@
 #include "QDLogServer.h"
 
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 
@@ -43,25 +44,34 @@ void QDLogServer::setMarginOffset(int n)
     rebuildMargin();
 }
 
+namespace
+{
+// Levels are summed wide and pinned to the int range: a runaway caller must not
+// wrap the margin around.
+int pinnedLevel(long long level)
+{
+    return level > INT_MAX ? INT_MAX : level < INT_MIN ? INT_MIN : int(level);
+}
+} // namespace
+
 void QDLogServer::incrMarginOffset(int n)
 {
-    m_curMarginOffset += n;
+    m_curMarginOffset = pinnedLevel((long long)m_curMarginOffset + n);
     rebuildMargin();
 }
 
 void QDLogServer::decrMarginOffset(int n)
 {
-    m_curMarginOffset -= n;
-    if (m_curMarginOffset < 0)
-        m_curMarginOffset = 0;
+    long long level = (long long)m_curMarginOffset - n;
+    m_curMarginOffset = level < 0 ? 0 : pinnedLevel(level);
     rebuildMargin();
 }
 
 void QDLogServer::rebuildMargin()
 {
     // create() leaves the null string for a level of 0 or below.
-    long spaces = 2L * m_curMarginOffset;
-    m_curMarginOffsetString.create(spaces > 0x7fffffffL ? 0x7fffffff : int(spaces), ' ');
+    long long spaces = 2LL * m_curMarginOffset;
+    m_curMarginOffsetString.create(spaces > INT_MAX ? INT_MAX : int(spaces), ' ');
 }
 
 void QDLogBloc::start(int n)
