@@ -1,16 +1,16 @@
 #include "QDDiskServer.h"
 #include "TestSupport.h"
 
+#include <algorithm>
+#include <cctype>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
-std::string join(const std::string& folder, const char* name)
-{
-    return folder + "/" + name;
-}
+std::string join(const std::string& folder, const char* name) { return folder + "/" + name; }
 } // namespace
 
 TEST(QDDiskServerStreams, InvalidHandleAnswersWithoutTouchingAnything)
@@ -129,9 +129,9 @@ TEST(QDDiskServerWholeFile, LinesKeepTheRepeatedLastByte)
         std::vector<std::string> lines;
     } cases[] = {
         {"", {}},
-        {"a\nb\n", {"a", "b", ""}},    // the final LF is handed over twice
-        {"ab", {"abb"}},               // so is an unterminated line's last byte
-        {"a\r\nb", {"a", "", "bb"}},   // CR LF leaves an empty line
+        {"a\nb\n", {"a", "b", ""}},  // the final LF is handed over twice
+        {"ab", {"abb"}},             // so is an unterminated line's last byte
+        {"a\r\nb", {"a", "", "bb"}}, // CR LF leaves an empty line
         {"x\r", {"x", ""}},
         {"\n\n", {"", "", ""}},
         {std::string(16383, 'c') + "\n", {std::string(16383, 'c'), ""}}, // a full chunk
@@ -150,6 +150,18 @@ TEST(QDDiskServerWholeFile, LinesKeepTheRepeatedLastByte)
     QDArray<QDString> lines(2, QDString("stale"));
     EXPECT_FALSE(QDDiskServer::readFileAsStringLines(join(path, "x").c_str(), lines));
     EXPECT_EQ(lines.size(), 0);
+
+    // One string per byte would take many times the file: such a file is damaged.
+    writeBytes(path, std::string(6 << 20, '\n'));
+    lines.resize(2);
+    EXPECT_FALSE(QDDiskServer::readFileAsStringLines(path.c_str(), lines));
+    EXPECT_EQ(lines.size(), 0);
+    std::string text;
+    while (text.size() < 6u << 20)
+        text += "v 1.5 -2 " + std::to_string(text.size() % 9973) + "\n";
+    writeBytes(path, text);
+    ASSERT_TRUE(QDDiskServer::readFileAsStringLines(path.c_str(), lines));
+    EXPECT_EQ(size_t(lines.size()), std::count(text.begin(), text.end(), '\n') + 1);
 }
 
 TEST(QDDiskServerFolders, ExistenceTestsTellFilesFromFolders)
@@ -392,8 +404,8 @@ TEST(QDDiskServerNames, WildcardsAgreeWithTheRulesAndIgnoreCase)
     for (const std::string& name : names)
         for (const std::string& filter : filters)
         {
-            bool expected = !name.empty() && !filter.empty() &&
-                            referenceMatch(name.c_str(), filter.c_str());
+            bool expected =
+                !name.empty() && !filter.empty() && referenceMatch(name.c_str(), filter.c_str());
             mismatches += fileNameMatchFilter(name.c_str(), filter.c_str()) != expected;
         }
     EXPECT_EQ(mismatches, 0);

@@ -153,41 +153,67 @@ namespace
 {
 // Collects lines the way the line reader has always cut them: CR and LF each
 // close a line, so CR LF leaves an empty line behind.
+//
+// A file of nothing but line breaks would make one string per byte, so what
+// the lines may take is capped at a few times the file's size: a file beyond
+// that is treated as damaged, like a hostile count in a binary file.
 class LineCollector
 {
 public:
-    explicit LineCollector(QDArray<QDString>& lines) : m_lines(lines) { m_line.reserve(1024); }
+    LineCollector(QDArray<QDString>& lines, long fileSize)
+        : m_lines(lines), m_budget(16LL * 1048576 + 4LL * (fileSize > 0 ? fileSize : 0))
+    {
+        m_line.reserve(1024);
+    }
 
-    // False when a line outgrows what a string can index.
+    // False once the lines outgrow their budget or what a string can index.
     bool add(char c)
     {
         if (c == '\r' || c == '\n')
-        {
-            closeLine();
-            return true;
-        }
-        if (m_line.size() >= INT_MAX - 1)
+            return closeLine();
+        if (m_line.size() == m_line.capacity() &&
+            (m_line.size() >= INT_MAX / 2 || cost() + m_line.capacity() > m_budget))
             return false;
         m_line.push_back(c);
         return true;
     }
 
-    void finish()
-    {
-        if (!m_line.empty())
-            closeLine();
-    }
+    bool finish() { return m_line.empty() || closeLine(); }
 
 private:
-    void closeLine()
+    // What the heap really takes for a string of that length: a header beside
+    // the characters, 16-byte steps, 32 bytes at least.
+    static long long blockSize(long long length)
     {
+        long long block = (length + 1 + 8 + 15) / 16 * 16;
+        return block < 32 ? 32 : block;
+    }
+
+    long long cost() const
+    {
+        return (long long)m_lines.capacity() * (long long)sizeof(QDString) + m_textBytes +
+               m_line.capacity();
+    }
+
+    bool closeLine()
+    {
+        if (m_lines.size() == m_lines.capacity() &&
+            cost() + (long long)(m_lines.capacity() + 1) * (long long)sizeof(QDString) > m_budget)
+            return false;
         m_lines.push_back(QDString());
-        m_lines[m_lines.size() - 1].create(m_line.begin(), m_line.end());
-        m_line.clear();
+        if (!m_line.empty())
+        {
+            m_lines[m_lines.size() - 1].create(m_line.begin(), m_line.end());
+            m_textBytes += blockSize(m_line.size());
+            m_line.clear();
+        }
+        return cost() <= m_budget;
     }
 
     QDArray<QDString>& m_lines;
     QDArray<char> m_line;
+    long long m_textBytes = 0;
+    const long long m_budget;
 };
 } // namespace
 
@@ -198,7 +224,7 @@ bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>
     if (file == s_invalidFile)
         return false;
     QDArray<QDString> collected;
-    LineCollector collector(collected);
+    LineCollector collector(collected, fileSize(file));
     char chunk[16384];
     char last = 0;
     bool anyByte = false;
@@ -223,7 +249,7 @@ bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>
     // empty file has no last byte to repeat.
     if (done && anyByte)
         done = collector.add(last);
-    collector.finish();
+    done = done && collector.finish();
     fileClose(file);
     if (done)
         lines.swap(collected);
@@ -248,31 +274,19 @@ namespace
 {
 // The operations that take a path unchanged still must not hand the system a
 // null pointer.
-const char* rawPath(const QDString& path)
-{
-    return path.isNull() ? "" : path.c_str();
-}
+const char* rawPath(const QDString& path) { return path.isNull() ? "" : path.c_str(); }
 } // namespace
 
-bool QDDiskServer::createFolder(const QDString& path)
-{
-    return mkdir(rawPath(path), 0700) == 0;
-}
+bool QDDiskServer::createFolder(const QDString& path) { return mkdir(rawPath(path), 0700) == 0; }
 
 bool QDDiskServer::renameFile(const QDString& from, const QDString& to)
 {
     return rename(from.getValidFilePath(), rawPath(to)) == 0;
 }
 
-bool QDDiskServer::deleteFile(const QDString& path)
-{
-    return remove(path.getValidFilePath()) == 0;
-}
+bool QDDiskServer::deleteFile(const QDString& path) { return remove(path.getValidFilePath()) == 0; }
 
-bool QDDiskServer::deleteFolder(const QDString& path)
-{
-    return deleteFile(path);
-}
+bool QDDiskServer::deleteFolder(const QDString& path) { return deleteFile(path); }
 
 namespace
 {
@@ -289,7 +303,8 @@ bool listFolder(const QDString& folder, QDArray<QDString>& names)
             names.push_back(QDString(entry->d_name));
     }
     closedir(dir);
-    std::sort(names.begin(), names.end(), [](const QDString& a, const QDString& b)
+    std::sort(names.begin(), names.end(),
+              [](const QDString& a, const QDString& b)
               { return strcmp(a.c_str(), b.c_str()) < 0; });
     return true;
 }
@@ -407,15 +422,9 @@ QDString QDDiskServer::getCurrentPath()
     return QDString(getcwd(buffer, sizeof(buffer)));
 }
 
-bool QDDiskServer::setCurrentPath(const QDString& path)
-{
-    return openFolder(path);
-}
+bool QDDiskServer::setCurrentPath(const QDString& path) { return openFolder(path); }
 
-bool QDDiskServer::openFolder(const QDString& path)
-{
-    return chdir(path.getValidFilePath()) == 0;
-}
+bool QDDiskServer::openFolder(const QDString& path) { return chdir(path.getValidFilePath()) == 0; }
 
 int QDDiskServer::setMode(const QDString& path, unsigned short mode)
 {
