@@ -22,11 +22,14 @@ void QDLogServer::printLine(QDString format, ...)
 {
     if (!s_lineObserver)
         return;
-    char line[4096];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(line, sizeof(line), format.isNull() ? "" : format.c_str(), args);
-    va_end(args);
+    char line[4096] = "";
+    if (!format.isNull())
+    {
+        va_list args;
+        va_start(args, format);
+        vsnprintf(line, sizeof(line), format.c_str(), args);
+        va_end(args);
+    }
     s_lineObserver(line);
 }
 
