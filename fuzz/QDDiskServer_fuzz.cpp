@@ -17,8 +17,7 @@ struct ScratchFile
     {
         char name[] = "/tmp/tiv_disk_fuzz_XXXXXX";
         int fd = mkstemp(name);
-        if (fd >= 0)
-            close(fd);
+        if (fd >= 0) close(fd);
         path = name;
     }
     ~ScratchFile() { unlink(path.c_str()); }
@@ -33,8 +32,7 @@ const std::string& scratchFile()
 void checkReaders(const uint8_t* data, size_t size)
 {
     FILE* file = fopen(scratchFile().c_str(), "wb");
-    if (!file)
-        return;
+    if (!file) return;
     fwrite(data, 1, size, file);
     fclose(file);
     QDString path(scratchFile().c_str());
@@ -45,14 +43,12 @@ void checkReaders(const uint8_t* data, size_t size)
         abort();
 
     QDArray<QDString> lines;
-    if (!QDDiskServer::readFileAsStringLines(path, lines))
-        abort();
+    if (!QDDiskServer::readFileAsStringLines(path, lines)) abort();
     // Each byte closes or lengthens at most one line, and only the last repeats.
     size_t total = 0;
     for (const QDString& line : lines)
         total += size_t(line.length()) + 1;
-    if (total > size + 2)
-        abort();
+    if (total > size + 2) abort();
 }
 
 void checkNames(const uint8_t* data, size_t size)
@@ -62,8 +58,7 @@ void checkNames(const uint8_t* data, size_t size)
     std::string name = bytes.substr(0, split);
     std::string filter = split == std::string::npos ? name : bytes.substr(split + 1);
     bool matched = fileNameMatchFilter(name.c_str(), filter.c_str());
-    if (matched && (name.empty() || filter.c_str()[0] == 0))
-        abort();
+    if (matched && (name.empty() || filter.c_str()[0] == 0)) abort();
 
     QDString edited(name.c_str());
     QDDiskServer::extractPathFromFilename(edited);
@@ -77,8 +72,7 @@ void checkNames(const uint8_t* data, size_t size)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    if (size > 65536)
-        return 0;
+    if (size > 65536) return 0;
     checkNames(data, size);
     checkReaders(data, size);
     return 0;

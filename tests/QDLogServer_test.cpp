@@ -11,8 +11,6 @@ namespace
 {
 std::vector<std::string> s_lines;
 
-void keepLine(const char* line) { s_lines.push_back(line); }
-
 // Every test starts at level 0, watching what printLine would log.
 struct LogFixture
 {
@@ -20,15 +18,17 @@ struct LogFixture
     {
         s_lines.clear();
         QDLogServer::setMarginOffset(0);
-        QDLogServer::setLineObserver(keepLine);
+        QDLogServer::setLineObserver([](const char* line) { s_lines.push_back(line); });
     }
     ~LogFixture() { QDLogServer::setLineObserver(nullptr); }
 };
 
-std::string margin()
+// The level and its margin text, "<null>" standing for the null string.
+std::string state()
 {
     const QDString& text = QDLogServer::m_curMarginOffsetString;
-    return text.isNull() ? "<null>" : text.c_str();
+    return std::to_string(QDLogServer::m_curMarginOffset) + "[" +
+           (text.isNull() ? "<null>" : text.c_str()) + "]";
 }
 } // namespace
 
@@ -36,13 +36,12 @@ TEST(QDLogServer, OutputSideNeverTouchesTheFileSystem)
 {
     LogFixture fixture;
     std::string folder = testFolder();
-    std::string logFile = folder + "/Tiv_PhotoshopPlugin.txt";
-    QDLogServer::setLogFile(logFile.c_str());
+    QDLogServer::setLogFile((folder + "/Tiv_PhotoshopPlugin.txt").c_str());
     QDLogServer::setMarginOffset(2);
     QDLogServer::init(true);
     EXPECT_TRUE(QDLogServer::m_initialized);
     EXPECT_NE(QDLogServer::s_startTimeVal.tv_sec, 0);
-    EXPECT_EQ(QDLogServer::m_curMarginOffset, 2); // init keeps the margin
+    EXPECT_EQ(state(), "2[    ]"); // init keeps the margin
 
     QDLogServer::printLine("sent %s with %d faces", "head", 12);
     QDLogServer::printLine(QDString());
@@ -51,7 +50,6 @@ TEST(QDLogServer, OutputSideNeverTouchesTheFileSystem)
     QDLogServer::enableLogWindow(true);
     QDLogServer2::deleteLogFile();
     EXPECT_EQ(s_lines, (std::vector<std::string>{"sent head with 12 faces", ""}));
-
     QDLogServer::setLineObserver(nullptr);
     QDLogServer::printLine("%s", "unobserved");
     EXPECT_TRUE(std::filesystem::is_empty(folder));
@@ -60,7 +58,6 @@ TEST(QDLogServer, OutputSideNeverTouchesTheFileSystem)
 TEST(QDLogServer, MarginIsTwoBlanksPerLevelAndOnlyDecrementClamps)
 {
     LogFixture fixture;
-    auto state = [] { return std::to_string(QDLogServer::m_curMarginOffset) + "[" + margin() + "]"; };
     QDLogServer::setMarginOffset(3);
     EXPECT_EQ(state(), "3[      ]");
     QDLogServer::decrMarginOffset(5);
@@ -73,7 +70,6 @@ TEST(QDLogServer, MarginIsTwoBlanksPerLevelAndOnlyDecrementClamps)
     EXPECT_EQ(state(), "1[  ]");
     QDLogServer::decrMarginOffset(-1);
     EXPECT_EQ(state(), "2[    ]");
-
     // Runaway callers saturate instead of wrapping round.
     QDLogServer::incrMarginOffset(INT_MIN);
     QDLogServer::incrMarginOffset(INT_MIN);
@@ -88,25 +84,19 @@ TEST(QDLogServer, BlocksRaiseByTwoTakeBackTheirOffsetAndEndOnce)
     QDLogServer::setMarginOffset(5);
     {
         QDLogBloc bloc;
-        EXPECT_FALSE(bloc.isStarted());
         bloc.start("open", "close", 4);
-        EXPECT_EQ(QDLogServer::m_curMarginOffset, 7); // raised by 2 whatever n is
         bloc.start("again", "never", 9);
-        EXPECT_EQ(QDLogServer::m_curMarginOffset, 7);
+        EXPECT_EQ(QDLogServer::m_curMarginOffset, 7); // raised by 2 whatever n is, once
         bloc.end();
-        EXPECT_EQ(QDLogServer::m_curMarginOffset, 3); // taken back by n
         bloc.end();
-        EXPECT_EQ(QDLogServer::m_curMarginOffset, 3);
+        EXPECT_EQ(QDLogServer::m_curMarginOffset, 3); // taken back by n, once
     }
     EXPECT_EQ(s_lines, (std::vector<std::string>{"open", "close"}));
-
     {
-        QDLogBloc bloc;
+        QDLogBloc bloc, quiet;
         bloc.start(3);
         bloc.start(5);
         EXPECT_EQ(QDLogServer::m_curMarginOffset, 6);
-        EXPECT_EQ(bloc.getOffset(), 3);
-        QDLogBloc quiet;
         quiet.start(QDString(), "", 2);
         EXPECT_EQ(QDLogServer::m_curMarginOffset, 8);
     } // both end themselves

@@ -48,8 +48,7 @@ bool fileNameMatchFilter(const char* name, const char* filter)
     QDString upperFilter(filter);
     upperName.toUpper();
     upperFilter.toUpper();
-    if (upperName.empty() || upperFilter.empty())
-        return false;
+    if (upperName.empty() || upperFilter.empty()) return false;
     return fileNameMatchFilterRec(upperName.c_str(), upperFilter.c_str());
 }
 
@@ -80,8 +79,7 @@ bool QDDiskServer::fileNameHasExtension(const QDString& name, const QDString& ex
 bool QDDiskServer::makeFilenameWithExt(QDString& name, const QDString& ext)
 {
     QDString dotted = dottedExtension(ext);
-    if (name.endsWith(dotted))
-        return false;
+    if (name.endsWith(dotted)) return false;
     name += dotted;
     return true;
 }
@@ -92,8 +90,7 @@ bool QDDiskServer::makeFilenameWithExt(QDString& name, const QDString& ext)
 bool QDDiskServer::makeFilenameWithoutExt(QDString& name, const QDString& ext)
 {
     QDString dotted = dottedExtension(ext);
-    if (name.endsWith(dotted))
-        return false;
+    if (name.endsWith(dotted)) return false;
     int keep = name.length() - dotted.length();
     name.cutFrom(keep > 0 ? keep : 0);
     return true;

@@ -20,8 +20,7 @@ void QDLogServer::setLogFile(QDString) {}
 
 void QDLogServer::printLine(QDString format, ...)
 {
-    if (!s_lineObserver)
-        return;
+    if (!s_lineObserver) return;
     char line[4096] = "";
     if (!format.isNull())
     {
@@ -39,7 +38,10 @@ void QDLogServer::showLogWindow(bool) {}
 
 void QDLogServer::enableLogWindow(bool) {}
 
-void QDLogServer::setLineObserver(LineObserver observer) { s_lineObserver = observer; }
+void QDLogServer::setLineObserver(LineObserver observer)
+{
+    s_lineObserver = observer;
+}
 
 void QDLogServer::setMarginOffset(int n)
 {
@@ -79,8 +81,7 @@ void QDLogServer::rebuildMargin()
 
 void QDLogBloc::start(int n)
 {
-    if (m_started)
-        return;
+    if (m_started) return;
     QDLogServer::incrMarginOffset(n);
     m_started = true;
     m_offset = n;
@@ -89,10 +90,8 @@ void QDLogBloc::start(int n)
 
 void QDLogBloc::start(const QDString& startText, const QDString& endText, int n)
 {
-    if (m_started)
-        return;
-    if (!startText.empty())
-        QDLogServer::printLine("%s", startText.c_str());
+    if (m_started) return;
+    if (!startText.empty()) QDLogServer::printLine("%s", startText.c_str());
     // Raised by 2 whatever n is, and taken back by n at end(): callers that
     // want a balanced margin pass 2.
     QDLogServer::incrMarginOffset(2);
@@ -103,11 +102,9 @@ void QDLogBloc::start(const QDString& startText, const QDString& endText, int n)
 
 void QDLogBloc::end()
 {
-    if (!m_started)
-        return;
+    if (!m_started) return;
     QDLogServer::decrMarginOffset(m_offset);
-    if (!m_endText.empty())
-        QDLogServer::printLine("%s", m_endText.c_str());
+    if (!m_endText.empty()) QDLogServer::printLine("%s", m_endText.c_str());
     m_started = false;
     m_offset = 0;
     m_endText.clear();

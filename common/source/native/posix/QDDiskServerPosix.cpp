@@ -17,8 +17,7 @@ namespace
 // a mode that fopen would refuse.
 bool openFlagsOfMode(const char* mode, int& flags, const char*& streamMode)
 {
-    if (!mode)
-        return false;
+    if (!mode) return false;
     bool update = false;
     bool exclusive = false;
     for (const char* c = mode + (mode[0] ? 1 : 0); *c && *c != ','; ++c)
@@ -54,14 +53,12 @@ QDDiskServer::FileHandle QDDiskServer::fileOpen(const QDString& path, const QDSt
 {
     int flags = 0;
     const char* streamMode = nullptr;
-    if (!openFlagsOfMode(mode.c_str(), flags, streamMode))
-        return s_invalidFile;
+    if (!openFlagsOfMode(mode.c_str(), flags, streamMode)) return s_invalidFile;
 #ifdef O_CLOEXEC
     flags |= O_CLOEXEC; // launched applications must not inherit our files
 #endif
     int fd = open(path.getValidFilePath(), flags | O_NONBLOCK, 0666);
-    if (fd < 0)
-        return s_invalidFile;
+    if (fd < 0) return s_invalidFile;
     struct stat info;
     bool reads = (flags & O_ACCMODE) != O_WRONLY;
     int status = fcntl(fd, F_GETFL);
@@ -69,8 +66,7 @@ QDDiskServer::FileHandle QDDiskServer::fileOpen(const QDString& path, const QDSt
     if (fstat(fd, &info) == 0 && (!reads || S_ISREG(info.st_mode)) && status != -1 &&
         fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != -1)
         file = fdopen(fd, streamMode);
-    if (!file)
-        close(fd);
+    if (!file) close(fd);
     return file;
 }
 
@@ -97,11 +93,9 @@ int QDDiskServer::fileSeek(FileHandle file, int offset, int whence)
 // -1 when the stream cannot seek: the current position is not a size.
 long QDDiskServer::fileSize(FileHandle file)
 {
-    if (file == s_invalidFile)
-        return 0;
+    if (file == s_invalidFile) return 0;
     long position = ftell(file);
-    if (position < 0 || fseek(file, 0, SEEK_END) != 0)
-        return -1;
+    if (position < 0 || fseek(file, 0, SEEK_END) != 0) return -1;
     long size = ftell(file);
     fseek(file, position, SEEK_SET);
     return size;
@@ -126,12 +120,11 @@ bool QDDiskServer::readFileAsString(const QDString& path, QDString& text)
     {
         // An empty file leaves the null string and still counts as read.
         text.create(int(size), ' ');
-        done = size == 0 ||
-               fileRead(file, text.c_str(), (unsigned long)size) == (unsigned long)size;
+        done =
+            size == 0 || fileRead(file, text.c_str(), (unsigned long)size) == (unsigned long)size;
     }
     fileClose(file);
-    if (!done)
-        text.clear();
+    if (!done) text.clear();
     return done;
 }
 
@@ -141,8 +134,7 @@ bool QDDiskServer::readFileAsString(const QDString& path, QDString& text)
 bool QDDiskServer::writeFileFromString(const QDString& path, const QDString& text)
 {
     FileHandle file = fileOpen(path, "w");
-    if (file == s_invalidFile)
-        return false;
+    if (file == s_invalidFile) return false;
     unsigned long length = (unsigned long)text.length();
     bool done = length >= 1 && length <= (unsigned long)s_maxWholeFileSize &&
                 fileWrite(file, text.c_str(), length) == length;
@@ -169,8 +161,7 @@ public:
     // False once the lines outgrow their budget or what a string can index.
     bool add(char c)
     {
-        if (c == '\r' || c == '\n')
-            return closeLine();
+        if (c == '\r' || c == '\n') return closeLine();
         if (m_line.size() == m_line.capacity() &&
             (m_line.size() >= INT_MAX / 2 || cost() + m_line.capacity() > m_budget))
             return false;
@@ -221,8 +212,7 @@ bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>
 {
     lines.clear();
     FileHandle file = fileOpen(path, "r");
-    if (file == s_invalidFile)
-        return false;
+    if (file == s_invalidFile) return false;
     QDArray<QDString> collected;
     LineCollector collector(collected, fileSize(file));
     char chunk[16384];
@@ -239,20 +229,17 @@ bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>
             last = chunk[n - 1];
             anyByte = true;
         }
-        if (!done || n < sizeof(chunk))
-            break;
+        if (!done || n < sizeof(chunk)) break;
     }
     done = done && !ferror(file);
     // This reader has always tested the end before reading and ignored the
     // read's count, so the read that meets the end hands the last byte over
     // once more. Callers have always seen that byte twice, so it stays; an
     // empty file has no last byte to repeat.
-    if (done && anyByte)
-        done = collector.add(last);
+    if (done && anyByte) done = collector.add(last);
     done = done && collector.finish();
     fileClose(file);
-    if (done)
-        lines.swap(collected);
+    if (done) lines.swap(collected);
     return done;
 }
 
@@ -274,19 +261,31 @@ namespace
 {
 // The operations that take a path unchanged still must not hand the system a
 // null pointer.
-const char* rawPath(const QDString& path) { return path.isNull() ? "" : path.c_str(); }
+const char* rawPath(const QDString& path)
+{
+    return path.isNull() ? "" : path.c_str();
+}
 } // namespace
 
-bool QDDiskServer::createFolder(const QDString& path) { return mkdir(rawPath(path), 0700) == 0; }
+bool QDDiskServer::createFolder(const QDString& path)
+{
+    return mkdir(rawPath(path), 0700) == 0;
+}
 
 bool QDDiskServer::renameFile(const QDString& from, const QDString& to)
 {
     return rename(from.getValidFilePath(), rawPath(to)) == 0;
 }
 
-bool QDDiskServer::deleteFile(const QDString& path) { return remove(path.getValidFilePath()) == 0; }
+bool QDDiskServer::deleteFile(const QDString& path)
+{
+    return remove(path.getValidFilePath()) == 0;
+}
 
-bool QDDiskServer::deleteFolder(const QDString& path) { return deleteFile(path); }
+bool QDDiskServer::deleteFolder(const QDString& path)
+{
+    return deleteFile(path);
+}
 
 namespace
 {
@@ -295,8 +294,7 @@ namespace
 bool listFolder(const QDString& folder, QDArray<QDString>& names)
 {
     DIR* dir = opendir(folder.c_str());
-    if (!dir)
-        return false;
+    if (!dir) return false;
     while (const dirent* entry = readdir(dir))
     {
         if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
@@ -319,15 +317,13 @@ bool isRealFolder(const QDString& path)
 bool deleteTree(const QDString& folder, bool deleteFiles, bool deleteSubFolders)
 {
     QDArray<QDString> names;
-    if (!listFolder(folder, names))
-        return false;
+    if (!listFolder(folder, names)) return false;
     for (const QDString& name : names)
     {
         QDString child = folder + "/" + name;
         if (isRealFolder(child))
         {
-            if (deleteSubFolders)
-                deleteTree(child, deleteFiles, deleteSubFolders);
+            if (deleteSubFolders) deleteTree(child, deleteFiles, deleteSubFolders);
         }
         else if (deleteFiles)
             unlink(child.c_str());
@@ -342,13 +338,11 @@ bool searchFolder(QDArray<QDString>& found, const QDString& shown, const QDStrin
                   const char* filter, int maxDepth, int maxFolders)
 {
     QDArray<QDString> names;
-    if (!listFolder(real, names))
-        return false;
+    if (!listFolder(real, names)) return false;
     for (const QDString& name : names)
     {
         QDString shownChild = shown + "/" + name;
-        if (fileNameMatchFilter(name.c_str(), filter))
-            found.push_back(shownChild);
+        if (fileNameMatchFilter(name.c_str(), filter)) found.push_back(shownChild);
         QDString realChild = real + "/" + name;
         if (maxDepth > 0 && maxFolders > 0 && isRealFolder(realChild))
             searchFolder(found, shownChild, realChild, filter, maxDepth - 1, maxFolders - 1);
@@ -378,8 +372,7 @@ bool QDDiskServer::searchFileList(QDArray<QDString>& found, const QDString& fold
 bool QDDiskServer::copyFile(const QDString& from, const QDString& to)
 {
     FileHandle in = fileOpen(from, "rb");
-    if (in == s_invalidFile)
-        return false;
+    if (in == s_invalidFile) return false;
     // Opening the target empties it: when it is the source, that is the data.
     struct stat source, target;
     if (fstat(fileno(in), &source) == 0 && stat(to.getValidFilePath(), &target) == 0 &&
@@ -400,10 +393,8 @@ bool QDDiskServer::copyFile(const QDString& from, const QDString& to)
     for (;;)
     {
         unsigned long n = fileRead(in, buffer.get(), bufferSize);
-        if (n > 0 && fileWrite(out, buffer.get(), n) != n)
-            done = false;
-        if (!done || n < bufferSize)
-            break;
+        if (n > 0 && fileWrite(out, buffer.get(), n) != n) done = false;
+        if (!done || n < bufferSize) break;
     }
     done = done && !ferror(in);
     struct stat written;
@@ -411,8 +402,7 @@ bool QDDiskServer::copyFile(const QDString& from, const QDString& to)
     done = fileClose(out) == 0 && done;
     fileClose(in);
     // A half copy would pass for the whole file later on.
-    if (!done && regular)
-        remove(to.getValidFilePath());
+    if (!done && regular) remove(to.getValidFilePath());
     return done;
 }
 
@@ -422,9 +412,15 @@ QDString QDDiskServer::getCurrentPath()
     return QDString(getcwd(buffer, sizeof(buffer)));
 }
 
-bool QDDiskServer::setCurrentPath(const QDString& path) { return openFolder(path); }
+bool QDDiskServer::setCurrentPath(const QDString& path)
+{
+    return openFolder(path);
+}
 
-bool QDDiskServer::openFolder(const QDString& path) { return chdir(path.getValidFilePath()) == 0; }
+bool QDDiskServer::openFolder(const QDString& path)
+{
+    return chdir(path.getValidFilePath()) == 0;
+}
 
 int QDDiskServer::setMode(const QDString& path, unsigned short mode)
 {

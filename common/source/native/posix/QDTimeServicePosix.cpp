@@ -3,9 +3,15 @@
 #include <cerrno>
 #include <ctime>
 
-long QDTimeService::clock() { return long(::clock()); }
+long QDTimeService::clock()
+{
+    return long(::clock());
+}
 
-unsigned int QDTimeService::getCurTimeInMS() { return (unsigned int)(::clock() / 1000); }
+unsigned int QDTimeService::getCurTimeInMS()
+{
+    return (unsigned int)(::clock() / 1000);
+}
 
 // The launched application is given this long to start: a signal arriving
 // meanwhile must not cut the wait short, so the remainder is slept again.
