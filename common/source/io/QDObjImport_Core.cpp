@@ -201,6 +201,21 @@ struct DivisorTable
 };
 const DivisorTable s_divisors;
 
+// The reciprocals of the first divisors in double precision. For every
+// mantissa up to 2^24 and up to 16 decimals, the double product rounded to
+// single precision equals the single-precision quotient (checked for all of
+// them), and a product is far cheaper than a division.
+struct ReciprocalTable
+{
+    double value[17];
+    ReciprocalTable()
+    {
+        for (int k = 0; k < 17; ++k)
+            value[k] = 1.0 / double(s_divisors.value[k]);
+    }
+};
+const ReciprocalTable s_reciprocals;
+
 // Largest value for which value * 10 + 9 still fits the 24-bit float mantissa:
 // below it, integer and single-precision accumulation give the same bits.
 const unsigned int s_exactMantissaLimit = 1677720;
@@ -397,7 +412,7 @@ private:
             mantissa += fraction;
             if (mantissa <= 16777216)
             {
-                value = float(int(mantissa)) / s_divisors.value[decimals] * sign;
+                value = float(double(int(mantissa)) * s_reciprocals.value[decimals]) * sign;
                 in.setPosition(p + 1);
                 return end;
             }
