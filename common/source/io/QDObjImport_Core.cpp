@@ -220,6 +220,10 @@ const ReciprocalTable s_reciprocals;
 // below it, integer and single-precision accumulation give the same bits.
 const unsigned int s_exactMantissaLimit = 1677720;
 
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "digitRun reads eight characters as one little-endian word"
+#endif
+
 // Leading decimal digits among the eight bytes at p: returns their count and
 // puts their value in 'value'. Bytes after the first non-digit do not matter,
 // so a scan that stops inside the data may look at a word that goes past it.
