@@ -229,6 +229,12 @@ const unsigned int s_exactMantissaLimit = 1677720;
 // so a scan that stops inside the data may look at a word that goes past it.
 inline int digitRun(const unsigned char* p, std::uint64_t& value)
 {
+    // Integer parts are mostly one digit: that case skips the word folding.
+    if (!qdObjIsDigit(p[1]))
+    {
+        value = qdObjIsDigit(p[0]) ? std::uint64_t(p[0] - '0') : 0;
+        return qdObjIsDigit(p[0]) ? 1 : 0;
+    }
     std::uint64_t x;
     memcpy(&x, p, 8);
     const std::uint64_t high = 0xF0F0F0F0F0F0F0F0ull, threes = 0x3030303030303030ull;
@@ -274,24 +280,18 @@ const long long s_maxElements = INT_MAX / 2;
 template <typename T> class GrowingOutput
 {
 public:
-    GrowingOutput(QDArray<T>& array, bool used) : m_array(array)
+    GrowingOutput(QDArray<T>& array, bool used) : m_array(array), m_capacity(array.capacity())
     {
         if (used) m_array.clear();
     }
 
     // Room for n more elements; false only at the int size ceiling.
-    bool reserve(long long n)
+    bool reserve(long long n) { return m_size + n <= m_capacity || grow(m_size + n); }
+    void put(const T& value)
     {
-        long long needed = (long long)m_array.size() + n;
-        long long capacity = m_array.capacity();
-        if (needed <= capacity) return true;
-        if (needed > s_maxElements) return false;
-        long long grown = capacity + capacity / 2 + 64;
-        m_array.reserve(
-            int(needed > grown ? needed : (grown < s_maxElements ? grown : s_maxElements)));
-        return true;
+        m_array.push_back(value);
+        ++m_size;
     }
-    void put(const T& value) { m_array.push_back(value); }
 
     // Gives back storage that growth or overstated header counts left unused;
     // an exact count costs no copy.
@@ -305,7 +305,19 @@ public:
     }
 
 private:
+    bool grow(long long needed)
+    {
+        if (needed > s_maxElements) return false;
+        long long grown = m_capacity + m_capacity / 2 + 64;
+        m_array.reserve(
+            int(needed > grown ? needed : (grown < s_maxElements ? grown : s_maxElements)));
+        m_capacity = m_array.capacity();
+        return true;
+    }
+
     QDArray<T>& m_array;
+    long long m_capacity;
+    long long m_size = 0;
 };
 
 // The parsing pass. Each line is read through a cursor: QDObjLineCursor when
@@ -473,7 +485,7 @@ private:
         return c;
     }
 
-    void storePosition(float value)
+    __attribute__((always_inline)) void storePosition(float value)
     {
         ++m_positionNumbers;
         m_position[m_positionComponent++] = value;
@@ -485,7 +497,7 @@ private:
         }
     }
 
-    void storeUV(float value)
+    __attribute__((always_inline)) void storeUV(float value)
     {
         m_uv[m_uvComponent++] = value;
         if (m_uvComponent == 2)
