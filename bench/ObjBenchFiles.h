@@ -109,7 +109,11 @@ inline bool writeHostFile(const std::string& path)
         int a = 3 * k + 1;
         fprintf(f, "f %d/%d %d/%d %d/%d\n", a, a, a + 1, a + 1, a + 2, a + 2);
     }
-    return w.finish();
+    if (!w.finish()) return false;
+    FILE* mtl = fopen((dataFolder() + "/host_1M.mtl").c_str(), "w");
+    if (!mtl) return false;
+    fprintf(mtl, "newmtl layer_material\nKd 1 1 1\nmap_Kd layer_texture.png\n");
+    return fclose(mtl) == 0;
 }
 
 // A general modelling package's style: shared vertices, normals, no header
