@@ -150,30 +150,25 @@ TEST(ObjImport, NumberSyntaxAndStepwiseArithmetic)
                            "v 861879202 -7688431.49 0\n"
                            "v\t4 5 6 # w\n",
                            mesh));
-    ASSERT_EQ(mesh.m_vertices.size(), 8);
-    EXPECT_EQ(mesh.m_vertices[0].x(), 150.0f);
-    EXPECT_EQ(mesh.m_vertices[0].y(), -0.25f);
-    EXPECT_EQ(mesh.m_vertices[0].z(), 3.0f);
-    EXPECT_EQ(mesh.m_vertices[1].x(), stepwise("123456789.123456789"));
-    EXPECT_EQ(mesh.m_vertices[1].y(), stepwise("3.14159265358979"));
-    EXPECT_EQ(mesh.m_vertices[1].z(), stepwise("-0.000123456789"));
-    EXPECT_EQ(mesh.m_vertices[2].x(), 2.0f);
-    EXPECT_EQ(mesh.m_vertices[2].y(), stepwise("1.1e-3"));
-    EXPECT_EQ(mesh.m_vertices[2].z(), 16777216.0f);
-    EXPECT_EQ(mesh.m_vertices[3].x(), 1.0f);
-    EXPECT_TRUE(std::signbit(mesh.m_vertices[3].y()) && mesh.m_vertices[3].y() == 0.0f);
-    EXPECT_EQ(mesh.m_vertices[3].z(), 0.0f);
-    EXPECT_TRUE(std::isinf(mesh.m_vertices[4].x()));
-    EXPECT_EQ(mesh.m_vertices[4].y(), stepwise("-2.5e-3"));
-    EXPECT_EQ(mesh.m_vertices[4].z(), stepwise("9.87654321e7"));
-    EXPECT_EQ(mesh.m_vertices[5].x(), 1.0f);
-    EXPECT_EQ(mesh.m_vertices[5].z(), 3.0f);
     // Past 24 bits every step rounds: 861879202 reads as 861879168, not as
     // the nearest float 861879232.
-    EXPECT_EQ(mesh.m_vertices[6].x(), 861879168.0f);
-    EXPECT_EQ(mesh.m_vertices[6].y(), stepwise("-7688431.49"));
-    EXPECT_EQ(mesh.m_vertices[7].x(), 4.0f);
-    EXPECT_EQ(mesh.m_vertices[7].z(), 6.0f);
+    const float inf = INFINITY;
+    const float expected[8][3] = {{150.0f, -0.25f, 3.0f},
+                                  {stepwise("123456789.123456789"), stepwise("3.14159265358979"),
+                                   stepwise("-0.000123456789")},
+                                  {2.0f, stepwise("1.1e-3"), 16777216.0f},
+                                  {1.0f, -0.0f, 0.0f},
+                                  {inf, stepwise("-2.5e-3"), stepwise("9.87654321e7")},
+                                  {1.0f, 2.0f, 3.0f},
+                                  {861879168.0f, stepwise("-7688431.49"), 0.0f},
+                                  {4.0f, 5.0f, 6.0f}};
+    ASSERT_EQ(mesh.m_vertices.size(), 8);
+    for (int i = 0; i < 8; ++i)
+    {
+        EXPECT_EQ(memcmp(&mesh.m_vertices[i], expected[i], sizeof(expected[i])), 0)
+            << i << ": " << mesh.m_vertices[i].x() << " " << mesh.m_vertices[i].y() << " "
+            << mesh.m_vertices[i].z();
+    }
 }
 
 TEST(ObjImport, ShortVertexLinesShiftLaterPositions)
