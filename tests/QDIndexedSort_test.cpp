@@ -30,6 +30,12 @@ struct ChaoticComparator
         return int(h >> 7) % 3 - 1;
     }
 };
+
+// Claims every value is below every other, itself included.
+struct AlwaysLess
+{
+    int operator()(const int&, const int&) const { return -1; }
+};
 } // namespace
 
 TEST(QDIndexedSort, ComparatorsAndTieBreak)
@@ -115,5 +121,7 @@ TEST(QDIndexedSort, InconsistentComparisonsStayInBounds)
     for (int i = 0; i < 5000; ++i)
         values.push_back(int(random()));
     indexedSort(order, values, ChaoticComparator());
+    EXPECT_TRUE(isPermutation(order, values.size()));
+    indexedSort(order, values, AlwaysLess());
     EXPECT_TRUE(isPermutation(order, values.size()));
 }
