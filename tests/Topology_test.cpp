@@ -178,6 +178,14 @@ TEST(Topology, UniqueUVsOnOneVertexAndSignedZeros)
     EXPECT_EQ(zeros.m_cornerUVIndices[0], zeros.m_cornerUVIndices[4]);
     EXPECT_TRUE(std::signbit(zeros.m_uniqueUVs[zeros.m_cornerUVIndices[0]].x()));
 
+    // A NaN UV gets an id of its own, and the ids after it still match up.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    QDTivMesh withNaN = makeFaces(2, {0, 0, 0, 1, 0, 0, 0, -1});
+    setUVs(withNaN,
+           {{0.5f, 0.5f}, {1, 1}, {0.5f, 0.5f}, {0, 0}, {1, 1}, {0.5f, 0.5f}, {nan, 0}, {}});
+    withNaN.getUniqueUVs();
+    EXPECT_EQ(toVector(withNaN.m_cornerUVIndices), (std::vector<int>{1, 2, 1, 3, 2, 1, 0, -1}));
+
     // A vertex shared by many corners, each with its own UV, one with NaN.
     const int corners = 30000;
     std::vector<int> indices;

@@ -154,21 +154,28 @@ public:
         std::size_t index = hashVertexUV(key) & mask;
         for (std::size_t probe = 1;; ++probe)
         {
-            int id = m_slots[index];
-            if (id < 0)
+            int entry = m_slots[index];
+            if (entry < 0)
             {
-                m_slots[index] = nextId;
-                m_keys.push_back(key);
+                m_slots[index] = int(m_entries.size());
+                m_entries.push_back(Entry{key, nextId});
                 return nextId;
             }
-            if (m_keys[std::size_t(id)] == key) return id;
+            if (m_entries[std::size_t(entry)].m_key == key)
+                return m_entries[std::size_t(entry)].m_id;
             index = (index + probe) & mask;
         }
     }
 
 private:
+    struct Entry
+    {
+        VertexUVKey m_key;
+        int m_id;
+    };
+
     std::vector<int> m_slots; // at most half full: one slot per corner, twice over
-    std::vector<VertexUVKey> m_keys;
+    std::vector<Entry> m_entries;
 };
 } // namespace
 
