@@ -178,12 +178,11 @@ void BM_IndexedSortOfAllVertices(benchmark::State& state)
     }
     setCounters(state, source.m_vertices.size(), 0, 0);
 }
-} // namespace
 
-int main(int argc, char** argv)
+// Registered by memory state: the recycled state changes the allocator for
+// good, so it comes last.
+const bool s_registered = []()
 {
-    // Registered by memory state: the recycled state changes the allocator for
-    // good, so it comes last.
     for (int memory : {AllocatorAsItIs, FreshPages, RecycledPages})
     {
         benchmark::RegisterBenchmark("BM_MergeEqualVertices", BM_MergeEqualVertices)
@@ -200,9 +199,8 @@ int main(int argc, char** argv)
     benchmark::RegisterBenchmark("BM_IndexedSortOfAllVertices", BM_IndexedSortOfAllVertices)
         ->Unit(benchmark::kMillisecond)
         ->UseRealTime();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+    return true;
+}();
+} // namespace
+
+BENCHMARK_MAIN();
