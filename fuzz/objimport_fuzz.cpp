@@ -21,10 +21,8 @@ std::string s_folder;
 void writeFile(const std::string& path, const uint8_t* data, size_t size)
 {
     FILE* f = fopen(path.c_str(), "wb");
-    if (!f)
-        abort();
-    if (size > 0 && fwrite(data, 1, size, f) != size)
-        abort();
+    if (!f) abort();
+    if (size > 0 && fwrite(data, 1, size, f) != size) abort();
     fclose(f);
 }
 
@@ -47,8 +45,7 @@ bool sameMesh(const QDTivMesh& a, const QDTivMesh& b)
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     char pattern[] = "/tmp/objimport_fuzz.XXXXXX";
-    if (!mkdtemp(pattern))
-        abort();
+    if (!mkdtemp(pattern)) abort();
     s_folder = pattern;
     return 0;
 }
@@ -79,8 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (!wide.importTivMesh(obj.c_str(), whole, true) ||
         !narrow.importTivMesh(obj.c_str(), pieces, true))
         abort();
-    if (!sameMesh(whole, pieces))
-        abort();
+    if (!sameMesh(whole, pieces)) abort();
     whole.getBBox();
     return 0;
 }

@@ -217,7 +217,7 @@ TEST(ObjImport, MaterialNameAndTextureLookup)
 {
     const std::string faces = std::string(s_threeVertices) + "f 1 2 3\n";
     const std::string mtl = "newmtl other\nmap_Kd wrong.png\n"
-                            "newmtl  old name  mymat\nmap_Ks spec.png\nmap_Kd first.png\n"
+                            "newmtl  old name  mymat\nmap_Ks shine.png\nmap_Kd first.png\n"
                             "map_Kd   my texture.png  \n"
                             "newmtl x\nmap_Kd later.png\n";
 
