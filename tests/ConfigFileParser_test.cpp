@@ -110,6 +110,12 @@ TEST(ConfigFileParser, ReplacePutsTheKeyFirstAndDropsEveryOldLineOfIt)
     EXPECT_TRUE(found);
     EXPECT_EQ(readBytes(path), "PATH = \"/q\"\n\nA = 1\r\nB=2\nC=3");
 
+    // The text ends at its first zero byte: what follows is not kept.
+    writeBytes(path, std::string("A=1\n\0PATH=x\n", 11));
+    EXPECT_TRUE(Parser::replaceTokenInConfigFile(path.c_str(), "PATH", "v", &found));
+    EXPECT_FALSE(found);
+    EXPECT_EQ(readBytes(path), "PATH = v\nA=1\n");
+
     // A file that is not there is created with the one line.
     std::string fresh = dir + "/fresh.txt";
     EXPECT_TRUE(Parser::replaceTokenInConfigFile(fresh.c_str(), "key", "v", &found));

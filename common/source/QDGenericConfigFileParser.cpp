@@ -59,8 +59,9 @@ bool sameKey(const QDString& key, const QDString& upperToken)
 // rewrite drops the blank lines that follow a replaced key.
 template <typename Visit> void walkKeyedLines(const std::vector<char>& bytes, Visit visit)
 {
+    // The text ends at its first zero byte, as every line function sees it.
     const char* text = bytes.data();
-    const char* textEnd = text + bytes.size() - 1;
+    const char* textEnd = text + strlen(text);
     QDString key, value;
     for (const char* line = text; line;)
     {
