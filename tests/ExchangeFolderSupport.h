@@ -4,6 +4,12 @@
 
 #include <string>
 
+// QDString to std::string; the null string becomes the empty one.
+inline std::string toStd(const QDString& s)
+{
+    return s.isNull() ? std::string() : s.c_str();
+}
+
 // Points the exchange folder tree at a test folder for the life of a test, so
 // that unit tests never touch the shared sandbox root.
 class ExchangeFolderOverride

@@ -1,8 +1,10 @@
+#include "ExchangeFolderSupport.h"
 #include "QDDiskServer.h"
 #include "QDDiskServer_Commands.h"
 #include "TestSupport.h"
 #include "sandbox/SandboxSupport.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -17,11 +19,6 @@ using sandbox::makeStandInBundle;
 using sandbox::readRuns;
 using sandbox::waitForRuns;
 typedef std::vector<std::vector<std::string>> Runs;
-
-std::string str(const QDString& s)
-{
-    return s.isNull() ? std::string() : std::string(s.c_str());
-}
 
 // No child of ours is left, running or as a zombie.
 bool noChildLeft()
@@ -58,27 +55,30 @@ void killIfRunning(unsigned int pid, const std::string& executable)
 }
 } // namespace
 
-TEST(Launch, EndingsSelectTheKindIgnoringCaseAndShapeTheShellCommands)
+TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
 {
     using namespace QDLaunchCommands;
-    EXPECT_TRUE(isBundle("/A/M.app") && isBundle("/A/M.APP") && isBundle("x.App"));
-    EXPECT_TRUE(isShellScript("/A/run.sh") && isShellScript("/A/run.Sh"));
+    EXPECT_TRUE(isBundle("/A/M.app") && isBundle("x.APP") && isShellScript("/A/run.Sh"));
     EXPECT_FALSE(isBundle("/A/M.app/") || isBundle("/A/app") || isShellScript("/A/bash"));
-
-    EXPECT_EQ(str(makeShellLaunchCommand("/a b/run.SH", "x y")), "sh \"/a b/run.SH\" \"x y\"");
-    EXPECT_EQ(str(makeShellLaunchCommand("/a b/run.sh", "")), "sh \"/a b/run.sh\"");
-    EXPECT_EQ(str(makeShellLaunchCommand("/bin/tool", "x y")), "/bin/tool 'x y'");
-    EXPECT_EQ(str(makeShellLaunchCommand("/bin/tool", QDString())), "/bin/tool");
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/a b/run.SH", "x y")), "sh \"/a b/run.SH\" \"x y\"");
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/a b/run.sh", "")), "sh \"/a b/run.sh\"");
     // Nothing is escaped: the quote inside ends the quoting early.
-    EXPECT_EQ(str(makeShellLaunchCommand("/bin/tool", "it's")), "/bin/tool 'it's'");
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", "it's")), "/bin/tool 'it's'");
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", QDString())), "/bin/tool");
+    EXPECT_EQ(toStd(QDDiskServer::getApplicationX86Folder(true)), "/Applications");
 
-    EXPECT_EQ(str(QDDiskServer::getApplicationFolder()), "/Applications");
-    EXPECT_EQ(str(QDDiskServer::getApplicationX86Folder(true)), "/Applications");
-}
-
-TEST(Launch, AppleScriptAndAdminLaunchesAreOsascriptCommands)
-{
+    // The shell waits for these, so the records are there on return; its
+    // status is not looked at.
     std::string dir = testFolder();
+    std::string record = dir + "/record.txt";
+    sandbox::writeRecordingScript(dir + "/run.Sh", record);
+    sandbox::writeRecordingScript(dir + "/tool", record);
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), "a b"));
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), ""));
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/tool").c_str(), "c d"));
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing.sh").c_str(), ""));
+    EXPECT_EQ(readRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
+
     FakeOsascript osascript(dir);
     EXPECT_TRUE(QDDiskServer::runAppleScript("display dialog 1"));
     EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/x.SH", "a b"));
@@ -91,74 +91,39 @@ TEST(Launch, AppleScriptAndAdminLaunchesAreOsascriptCommands)
                                       {"-e", "do shell script \"'/bin/tool' 'x'" + suffix}}));
 }
 
-TEST(Launch, ScriptsAndPlainExecutablesRunThroughTheShell)
-{
-    std::string dir = testFolder();
-    std::string record = dir + "/record.txt";
-    sandbox::writeRecordingScript(dir + "/run.Sh", record);
-    sandbox::writeRecordingScript(dir + "/tool", record);
-
-    // The shell waits for these, so the records are there on return.
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), "a b"));
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), ""));
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/tool").c_str(), "c d"));
-    EXPECT_EQ(readRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
-    // The status of the shell is not looked at.
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing.sh").c_str(), ""));
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing").c_str(), "x"));
-}
-
-TEST(Launch, BundlesStartDetachedWithTheirOneArgument)
+TEST(Launch, BundlesStartDetachedInTheirOwnSessionWithOneArgument)
 {
     std::string dir = testFolder();
     std::string record = dir + "/record.txt";
     std::string sessions = dir + "/sessions.txt";
     std::string app = dir + "/Stand In.APP";
     makeStandInBundle(app, record, "cut -d' ' -f6 /proc/$$/stat >> '" + sessions + "'");
+    std::string script = dir + "/Tiv Load.mvs";
+    writeBytes(script, "");
 
     ASSERT_TRUE(QDDiskServer::launchApplication(app.c_str(), "one arg"));
     ASSERT_TRUE(QDDiskServer::launchApplication(app.c_str(), ""));
-    Runs runs = waitForRuns(record, 2);
-    ASSERT_EQ(runs.size(), 2u);
-    // Two detached processes: either may record first.
-    EXPECT_TRUE((runs == Runs{{"one arg"}, {}}) || (runs == Runs{{}, {"one arg"}}));
+    ASSERT_TRUE(QDDiskServer::openFileInApplication(app.c_str(), script.c_str()));
+    Runs runs = waitForRuns(record, 3);
+    std::sort(runs.begin(), runs.end()); // detached: any order
+    EXPECT_EQ(runs, (Runs{{}, {script}, {"one arg"}}));
     EXPECT_TRUE(noChildLeft());
-    // Their own session, not ours.
-    Runs sessionLines = waitForRuns(sessions, 2);
-    EXPECT_EQ(sessionLines.size(), 2u);
+    ASSERT_EQ(waitForRuns(sessions, 3).size(), 3u);
     std::istringstream lines(sandbox::readText(sessions));
     for (std::string session; std::getline(lines, session);)
         EXPECT_NE(session, std::to_string(getsid(0)));
 
-    // Not resolvable, or cannot be executed: false.
-    EXPECT_FALSE(QDDiskServer::launchApplication((dir + "/None.app").c_str(), ""));
+    // Unresolvable paths, or an executable that cannot run: false, nothing started.
     std::string inert = dir + "/Inert.app";
-    sandbox::writeText(sandbox::bundleExecutable(inert), "#!/bin/sh\n");
+    sandbox::writeText(sandbox::bundleExecutable(inert), "#!/bin/sh\n"); // not executable
+    EXPECT_FALSE(QDDiskServer::launchApplication((dir + "/None.app").c_str(), ""));
     EXPECT_FALSE(QDDiskServer::launchApplication(inert.c_str(), "x"));
-    EXPECT_TRUE(noChildLeft());
-}
-
-TEST(Launch, OpenFileStartsTheApplicationWithTheFileAsItsArgument)
-{
-    std::string dir = testFolder();
-    std::string record = dir + "/record.txt";
-    std::string app = dir + "/Morvel.app";
-    makeStandInBundle(app, record);
-    std::string script = dir + "/Tiv Load.mvs";
-    writeBytes(script, "");
-
-    EXPECT_TRUE(QDDiskServer::openFileInApplication(app.c_str(), script.c_str()));
-    EXPECT_EQ(waitForRuns(record, 1), (Runs{{script}}));
-    EXPECT_TRUE(noChildLeft());
-
-    // Either path unresolvable, or an application that cannot run: false, nothing started.
     EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), (dir + "/none.mvs").c_str()));
     EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), ""));
     EXPECT_FALSE(QDDiskServer::openFileInApplication((dir + "/No.app").c_str(), script.c_str()));
-    std::string inert = dir + "/Inert.app";
-    sandbox::writeText(sandbox::bundleExecutable(inert), "#!/bin/sh\n");
     EXPECT_FALSE(QDDiskServer::openFileInApplication(inert.c_str(), script.c_str()));
-    EXPECT_EQ(readRuns(record).size(), 1u);
+    EXPECT_TRUE(noChildLeft());
+    EXPECT_EQ(readRuns(record).size(), 3u);
 }
 
 TEST(Launch, RunningProcessIsFoundByItsExecutableOrItsScript)

@@ -6,44 +6,24 @@
 #include <filesystem>
 #include <string>
 
-namespace
-{
-std::string str(const QDString& s)
-{
-    return s.isNull() ? std::string() : std::string(s.c_str());
-}
-} // namespace
-
 TEST(QDTiv, FolderTreeAndPathBuildersHangOffTheConfiguredRoot)
 {
     const std::string root = TIV_PUBLIC_FOLDER;
-    EXPECT_EQ(str(QDTiv::s_publicFolder), root);
-    EXPECT_EQ(str(QDTiv::s_folderSeparator), "/");
-    EXPECT_EQ(str(QDTiv::s_TivAppsFolder), root + "/TivApps");
-    EXPECT_EQ(str(QDTiv::s_TivMorvelFolder), root + "/TivMorvel");
-    EXPECT_EQ(str(QDTiv::s_TivProjectsFolder), root + "/TivProjects");
-    EXPECT_EQ(str(QDTiv::s_TivDefaultProjectFolder), root + "/TivProjects/Default");
-
-    EXPECT_EQ(str(QDTiv::getAppFolder("Photoshop")), root + "/TivApps/Photoshop");
-    EXPECT_EQ(str(QDTiv::getAppFile("Photoshop", "Tiv_Config.txt")),
-              root + "/TivApps/Photoshop/Tiv_Config.txt");
-    EXPECT_EQ(str(QDTiv::getMorvelFile("TivMorvelFromApp.app")),
-              root + "/TivMorvel/TivMorvelFromApp.app");
-    EXPECT_EQ(str(QDTiv::getObjectListFile()), root + "/TivMorvel/Tiv_ObjectList.txt");
-    EXPECT_EQ(str(QDTiv::getObjectPathFile()), root + "/TivMorvel/Tiv_ObjectPath.txt");
-    EXPECT_EQ(str(QDTiv::getProjectPathFile()), root + "/TivMorvel/Tiv_ProjectPath.txt");
-    EXPECT_EQ(str(QDTiv::getApplicationFile()), root + "/TivMorvel/Tiv_Application.txt");
+    EXPECT_EQ(toStd(QDTiv::s_publicFolder), root);
+    EXPECT_EQ(toStd(QDTiv::s_TivProjectsFolder), root + "/TivProjects");
+    EXPECT_EQ(toStd(QDTiv::getAppFile("PS", "Tiv_Config.txt")),
+              root + "/TivApps/PS/Tiv_Config.txt");
+    EXPECT_EQ(toStd(QDTiv::getObjectListFile()), root + "/TivMorvel/Tiv_ObjectList.txt");
+    EXPECT_EQ(toStd(QDTiv::getApplicationFile()), root + "/TivMorvel/Tiv_Application.txt");
     // Names are joined as they stand: an empty one leaves the trailing separator,
     // a "/" in it reaches into a subfolder.
-    EXPECT_EQ(str(QDTiv::getDefaultProjectFile("")), root + "/TivProjects/Default/");
-    EXPECT_EQ(str(QDTiv::getDefaultProjectFile("a/b c")), root + "/TivProjects/Default/a/b c");
+    EXPECT_EQ(toStd(QDTiv::getDefaultProjectFile("")), root + "/TivProjects/Default/");
+    EXPECT_EQ(toStd(QDTiv::getDefaultProjectFile("a/b c")), root + "/TivProjects/Default/a/b c");
 
-    // The separator is the one static every builder uses.
-    QDString saved = QDTiv::s_folderSeparator;
+    QDString saved = QDTiv::s_folderSeparator; // every builder joins with it
     QDTiv::s_folderSeparator = ":";
-    EXPECT_EQ(str(QDTiv::getObjectListFile()), root + "/TivMorvel:Tiv_ObjectList.txt");
+    EXPECT_EQ(toStd(QDTiv::getAppFolder("PS")), root + "/TivApps:PS");
     QDTiv::s_folderSeparator = saved;
-
     EXPECT_EQ(QDTiv::s_ioPref, 0);
     EXPECT_FALSE(QDTiv::s_importReverse || QDTiv::s_exportReverse);
     EXPECT_EQ(QDTiv::s_scale + QDTiv::s_offsetX + QDTiv::s_offsetY + QDTiv::s_offsetZ, 0.0);
@@ -60,25 +40,23 @@ TEST(QDTiv, ApplicationPathsRoundTripThroughTheConfigurationFiles)
     ASSERT_TRUE(QDTiv::setMorvelPath("/Applications/Morvel 2.app"));
     EXPECT_EQ(readBytes(root + "/TivMorvel/Tiv_Config.txt"),
               "PATH = \"/Applications/Morvel 2.app\"\n");
-    EXPECT_EQ(str(QDTiv::getMorvelPath()), "/Applications/Morvel 2.app");
+    EXPECT_EQ(toStd(QDTiv::getMorvelPath()), "/Applications/Morvel 2.app");
     // Hand-written files: any key case, with or without quotes.
     writeBytes(root + "/TivMorvel/Tiv_Config.txt", "path=/plain/M.app\r\n");
-    EXPECT_EQ(str(QDTiv::getMorvelPath()), "/plain/M.app");
+    EXPECT_EQ(toStd(QDTiv::getMorvelPath()), "/plain/M.app");
     // A path that carries its own quotes loses them on the way back.
     ASSERT_TRUE(QDTiv::setMorvelPath("\"/q.app\""));
-    EXPECT_EQ(str(QDTiv::getMorvelPath()), "/q.app");
+    EXPECT_EQ(toStd(QDTiv::getMorvelPath()), "/q.app");
 
     bool found = true;
     EXPECT_TRUE(QDTiv::readAppPath("Photoshop", &found).empty());
     EXPECT_FALSE(found);
     writeBytes(root + "/TivApps/Photoshop/Tiv_Config.txt", "OTHER = 1\nPATH = /old\n");
-    ASSERT_TRUE(QDTiv::writeAppPath("Photoshop", "/Applications/PS.app"));
+    ASSERT_TRUE(QDTiv::writeAppPath("Photoshop", "/Apps/PS.app"));
     EXPECT_EQ(readBytes(root + "/TivApps/Photoshop/Tiv_Config.txt"),
-              "PATH = \"/Applications/PS.app\"\nOTHER = 1\n");
-    EXPECT_EQ(str(QDTiv::readAppPath("Photoshop", &found)), "/Applications/PS.app");
+              "PATH = \"/Apps/PS.app\"\nOTHER = 1\n");
+    EXPECT_EQ(toStd(QDTiv::readAppPath("Photoshop", &found)), "/Apps/PS.app");
     EXPECT_TRUE(found);
-    EXPECT_EQ(str(QDTiv::readAppPath("Photoshop", nullptr)), "/Applications/PS.app");
-
     // No folder for the application: the rewrite cannot create the file.
     EXPECT_FALSE(QDTiv::writeAppPath("Missing", "/x"));
 }
@@ -94,21 +72,19 @@ TEST(QDTiv, InitializeReadsTheProjectPathAndCreatesItsFolder)
     writeBytes(root + "/TivMorvel/Tiv_ProjectPath.txt", project + "\n");
 
     TivPSServer::initialize();
-    EXPECT_EQ(str(TivPSServer::s_publicFolder), project);
+    EXPECT_EQ(toStd(TivPSServer::s_publicFolder), project);
     EXPECT_TRUE(std::filesystem::is_directory(project));
-    EXPECT_EQ(str(TivPSServer::s_projectPathFile), root + "/TivMorvel/Tiv_ProjectPath.txt");
-    EXPECT_EQ(str(TivPSServer::s_objectPathFile), root + "/TivMorvel/Tiv_ObjectPath.txt");
-    EXPECT_EQ(str(TivPSServer::s_objectListFile), root + "/TivMorvel/Tiv_ObjectList.txt");
-    EXPECT_EQ(str(TivPSServer::s_photoshopApp), "/Apps/PS.app");
+    EXPECT_EQ(toStd(TivPSServer::s_projectPathFile), root + "/TivMorvel/Tiv_ProjectPath.txt");
+    EXPECT_EQ(toStd(TivPSServer::s_objectPathFile), root + "/TivMorvel/Tiv_ObjectPath.txt");
+    EXPECT_EQ(toStd(TivPSServer::s_objectListFile), root + "/TivMorvel/Tiv_ObjectList.txt");
+    EXPECT_EQ(toStd(TivPSServer::s_photoshopApp), "/Apps/PS.app");
     EXPECT_TRUE(TivPSServer::s_isInitialized);
 
     // Whatever the last character is, it goes: a path without a line end
-    // loses its own last letter. An existing folder is left alone.
-    writeBytes(project + "/keep.txt", "x");
+    // loses its own last letter.
     writeBytes(root + "/TivMorvel/Tiv_ProjectPath.txt", project + "X");
     TivPSServer::initialize();
-    EXPECT_EQ(str(TivPSServer::s_publicFolder), project);
-    EXPECT_EQ(readBytes(project + "/keep.txt"), "x");
+    EXPECT_EQ(toStd(TivPSServer::s_publicFolder), project);
 
     // Missing path file, no configuration: empty values, and every run
     // initializes again.
