@@ -146,8 +146,8 @@ bool QDBinaryFile::readAlignData(int n) const
 bool QDBinaryFile::write(const QDBoolArray& bits)
 {
     QDArray<unsigned char> bytes(bits.size(), 0);
-    for (int i = 0; i < bits.size(); ++i)
-        if (bits.getNoSizeTest(i)) bytes[i] = 1;
+    for (int i = bits.findFirst(true); i >= 0; i = bits.findFirst(true, i + 1))
+        bytes[i] = 1;
     return write(bytes);
 }
 
