@@ -404,36 +404,37 @@ private:
     }
 
     // The usual shape of a number, "-12.345678" ended by a blank or a line end
-    // with at most 24 bits of digits, is read a word at a time and gives the
-    // same bits as the digit-by-digit reading; anything else (an exponent, a
-    // longer mantissa, a bad byte) is read again digit by digit.
-    static int number(QDObjLineCursor& in, int c, float& value)
+    // with at most 24 bits of digits, read a word at a time from p (its first
+    // byte, sign included): the same bits as the digit-by-digit reading. On
+    // success p is left on the ending byte; anything else (an exponent, a
+    // longer mantissa, a bad byte) returns false.
+    static bool quickNumber(const unsigned char*& p, float& value)
     {
-        const unsigned char* start = in.position();
-        const unsigned char* p = start;
+        const unsigned char* q = p;
         float sign = 1.0f;
-        if (c == '-' || c == '+')
-            sign = c == '-' ? -1.0f : 1.0f;
-        else
-            --p;
+        if (*q == '-' || *q == '+') sign = *q++ == '-' ? -1.0f : 1.0f;
         std::uint64_t mantissa = 0, fraction = 0;
         int digits = 0, decimals = 0;
-        bool shortRuns = digitRun16(p, mantissa, digits);
-        if (shortRuns && *p == '.') shortRuns = digitRun16(++p, fraction, decimals);
-        const int end = *p;
-        if (shortRuns && digits + decimals <= 16 && (qdObjIsBlank(end) || qdObjIsLineEnd(end)))
+        if (!digitRun16(q, mantissa, digits)) return false;
+        if (*q == '.' && !digitRun16(++q, fraction, decimals)) return false;
+        if (digits + decimals > 16 || !(qdObjIsBlank(*q) || qdObjIsLineEnd(*q))) return false;
+        for (int k = decimals; k > 0; k -= 8)
+            mantissa *= s_powersOfTen[k > 8 ? 8 : k];
+        mantissa += fraction;
+        if (mantissa > 16777216) return false;
+        value = float(double(int(mantissa)) * s_reciprocals.value[decimals]) * sign;
+        p = q;
+        return true;
+    }
+
+    static int number(QDObjLineCursor& in, int c, float& value)
+    {
+        const unsigned char* p = in.position() - 1;
+        if (quickNumber(p, value))
         {
-            for (int k = decimals; k > 0; k -= 8)
-                mantissa *= s_powersOfTen[k > 8 ? 8 : k];
-            mantissa += fraction;
-            if (mantissa <= 16777216)
-            {
-                value = float(double(int(mantissa)) * s_reciprocals.value[decimals]) * sign;
-                in.setPosition(p + 1);
-                return end;
-            }
+            in.setPosition(p + 1);
+            return *p;
         }
-        in.setPosition(start);
         return number<QDObjLineCursor>(in, c, value);
     }
 
@@ -505,6 +506,39 @@ private:
             m_uvComponent = 0;
             if (m_uvs.reserve(1)) m_uvs.put(QDVector2f(m_uv[0], m_uv[1]));
         }
+    }
+
+    // A whole line "v x y z" or "vt u v" of usual numbers, with blanks between
+    // them and nothing else, is read in one go and stored as the general
+    // reading would store it; any other line is left untouched for that one.
+    bool quickVertexLine(QDObjLineCursor& in)
+    {
+        const unsigned char* p = in.position();
+        const bool texture = *p == 't';
+        if (texture && !m_readUVs) return false;
+        p += texture;
+        const int count = texture ? 2 : 3;
+        float value[3];
+        for (int k = 0; k < count; ++k)
+        {
+            if (!qdObjIsBlank(*p)) return false;
+            do
+                ++p;
+            while (qdObjIsBlank(*p));
+            if (!quickNumber(p, value[k])) return false;
+        }
+        while (qdObjIsBlank(*p))
+            ++p;
+        if (!qdObjIsLineEnd(*p)) return false;
+        in.setPosition(p + 1);
+        for (int k = 0; k < count; ++k)
+            texture ? storeUV(value[k]) : storePosition(value[k]);
+        return true;
+    }
+
+    bool vertexLine(QDObjLineCursor& in)
+    {
+        return quickVertexLine(in) || vertexLine<QDObjLineCursor>(in);
     }
 
     // "v" and "vt" lines; the "v" has been read.
