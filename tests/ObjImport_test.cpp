@@ -174,7 +174,7 @@ TEST(ObjImport, NumberSyntaxAndStepwiseArithmetic)
 TEST(ObjImport, ShortVertexLinesShiftLaterPositions)
 {
     QDTivMesh mesh;
-    ASSERT_TRUE(importText("v 1 2\nv 3 4 5 6\nv 7\nvt 0.5\nvt 0.25 0.75\n", mesh));
+    ASSERT_TRUE(importText("v 1 2 \nv 3 4 5 6\nv 7\nvt 0.5\t\nvt 0.25 0.75\n", mesh));
     ASSERT_EQ(mesh.m_vertices.size(), 2);
     EXPECT_EQ(mesh.m_vertices[0].z(), 3.0f);
     EXPECT_EQ(mesh.m_vertices[1].x(), 4.0f);

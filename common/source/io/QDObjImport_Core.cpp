@@ -525,7 +525,9 @@ private:
             do
                 ++p;
             while (qdObjIsBlank(*p));
-            if (!quickNumber(p, value[k])) return false;
+            const int c = *p;
+            if (!(qdObjIsDigit(c) || c == '-' || c == '+' || c == '.') || !quickNumber(p, value[k]))
+                return false;
         }
         while (qdObjIsBlank(*p))
             ++p;
