@@ -613,6 +613,52 @@ private:
         return index > INT_MAX ? INT_MAX : int(index);
     }
 
+    // A whole face line of unsigned corners "a", "a/b", "a/b/c" or "a//c" of at
+    // most seven digits each, when no abandoned line has left corners behind,
+    // is read in one go; any other line is left untouched for the general
+    // reading, with the corner lists as they were.
+    bool quickFaceLine(QDObjLineCursor& in)
+    {
+        const unsigned char* p = in.position();
+        if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return false;
+        for (;;)
+        {
+            while (qdObjIsBlank(*p))
+                ++p;
+            if (qdObjIsLineEnd(*p)) break;
+            std::uint64_t index;
+            int n = digitRun(p, index);
+            if (n == 0 || n == 8) return dropCorners();
+            p += n;
+            m_vertexList.push_back(int(index) - 1);
+            if (*p == '/')
+            {
+                n = digitRun(++p, index);
+                if (n == 8) return dropCorners();
+                p += n;
+                if (n > 0) m_uvList.push_back(int(index) - 1);
+                if (*p == '/') do
+                        ++p;
+                    while (qdObjIsDigit(*p) || *p == '/');
+            }
+            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return dropCorners();
+        }
+        in.setPosition(p + 1);
+        return emitFace();
+    }
+
+    bool dropCorners()
+    {
+        m_vertexList.clear();
+        m_uvList.clear();
+        return false;
+    }
+
+    bool faceLine(QDObjLineCursor& in)
+    {
+        return quickFaceLine(in) || faceLine<QDObjLineCursor>(in);
+    }
+
     // "f" lines; the "f" has been read. The corner lists are cleared only when
     // a face is emitted, so a line abandoned part-way hands its corners on.
     template <class In> bool faceLine(In& in)
