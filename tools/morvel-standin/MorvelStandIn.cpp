@@ -2,8 +2,9 @@
 // the real application's scripts do as far as the exchange goes: the loading
 // script reads the object list and loads every listed mesh file; the
 // not-a-3D-layer script shows its message. It reports in a summary file beside
-// its bundle (written whole, then renamed into place, so that a reader never
-// sees half of it) and on its output.
+// its bundle, written whole and then renamed into place so that a reader never
+// sees half of it. It prints nothing: started from a plug-in, it may share the
+// editor's output, and would break into the middle of it.
 
 #include "QDString.h"
 #include "QDTivMesh.h"
@@ -142,7 +143,6 @@ int main(int argc, char** argv)
         summary += "shows: " + scriptMessage(script) + "\n";
     else
         summary += "ran the script\n";
-    fputs(summary.c_str(), stdout);
     writeSummary(stem, summary);
     return 0;
 }
