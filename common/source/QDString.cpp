@@ -16,10 +16,10 @@ inline unsigned char upper(char c) { return QDString::s_toUpper[(signed char)c];
 
 inline int strLength(const char* s) { return s ? int(strlen(s)) : 0; }
 
-char* copyOf(const char* begin, int n)
+char* copyOf(const char* begin, size_t n)
 {
-    char* buffer = new char[size_t(n) + 1];
-    memcpy(buffer, begin, size_t(n));
+    char* buffer = new char[n + 1];
+    memcpy(buffer, begin, n);
     buffer[n] = 0;
     return buffer;
 }
@@ -65,7 +65,7 @@ bool matchesAt(const char* s, const char* sub, int subLen, bool noCase)
 }
 } // namespace
 
-QDString::QDString(const char* text) : m_data(text ? copyOf(text, int(strlen(text))) : nullptr) {}
+QDString::QDString(const char* text) : m_data(text ? copyOf(text, strlen(text)) : nullptr) {}
 
 QDString::QDString(const QDString& other) : QDString(other.m_data) {}
 
@@ -78,7 +78,7 @@ void QDString::clear()
 void QDString::set(const char* text)
 {
     // Copy first: text may point into our own buffer.
-    char* fresh = text ? copyOf(text, int(strlen(text))) : nullptr;
+    char* fresh = text ? copyOf(text, strlen(text)) : nullptr;
     delete[] m_data;
     m_data = fresh;
 }
@@ -115,9 +115,10 @@ void QDString::swap(QDString& other)
 
 void QDString::create(const char* begin, const char* end)
 {
-    clear();
-    if (begin && end - begin > 0)
-        m_data = copyOf(begin, int(end - begin));
+    // Copy before freeing: the range may lie inside our own buffer.
+    char* fresh = (begin && end - begin > 0) ? copyOf(begin, size_t(end - begin)) : nullptr;
+    delete[] m_data;
+    m_data = fresh;
 }
 
 void QDString::create(int count, char c)
@@ -298,7 +299,7 @@ int QDString::findNext(const QDString& sub, int from, bool noCase) const
     int len = length(), subLen = sub.length();
     if (len == 0 || len < subLen)
         return -1;
-    for (int i = from < 0 ? 0 : from; i + subLen <= len; ++i)
+    for (int i = from < 0 ? 0 : from; i <= len - subLen; ++i)
         if (matchesAt(m_data + i, sub.m_data, subLen, noCase))
             return i;
     return -1;
@@ -395,7 +396,7 @@ void QDString::cutTo(int n)
         clear();
         return;
     }
-    char* fresh = copyOf(m_data + n, len - n);
+    char* fresh = copyOf(m_data + n, size_t(len - n));
     delete[] m_data;
     m_data = fresh;
 }
@@ -499,6 +500,8 @@ void QDString::makePathValid()
 
 QDString QDString::getFileName() const
 {
+    if (!m_data)
+        return QDString();
     int len = length();
     int end = len;
     int i = len - 1;
@@ -519,6 +522,8 @@ bool QDString::fileNameAdvance()
 {
     // name07.png -> name08.png, name99 -> name100, name.png -> name1.png
     int len = length();
+    if (len == 0)
+        return false;
     int stem = len;
     for (int i = len - 1; i >= 0 && m_data[i] != '/' && m_data[i] != '\\'; --i)
         if (m_data[i] == '.')
@@ -637,11 +642,11 @@ int qdSprintf(char* buffer, const char* format, ...)
 
 int qdSprintf_s(char* buffer, int size, const char* format, ...)
 {
-    if (size <= 0)
+    if (!buffer || size <= 0)
         return -1;
     va_list args;
     va_start(args, format);
-    int n = vsnprintf(buffer, size_t(size), format, args);
+    int n = vsnprintf(buffer, size_t(size), format ? format : "", args);
     va_end(args);
     return n;
 }

@@ -52,6 +52,7 @@ public:
     bool endsWith(const QDString& suffix, bool noCase = false) const;
     bool isInPath(const QDString& folder) const;
 
+    // Character-set searches treat every byte of the set, 0x80-0xFF included, as itself.
     int findFirstCharOf(const QDString& set) const;
     int findLastCharOf(const QDString& set) const;
     int findFirstCharNotOf(const QDString& set) const;
@@ -64,7 +65,11 @@ public:
     int findFirst(const QDString& sub, bool noCase = false) const;
     int findLast(const QDString& sub, bool noCase = false) const;
     int findNext(const QDString& sub, int from, bool noCase = false) const;
+    // Matches starting before from, in one backward pass that never backtracks.
     int findPrev(const QDString& sub, int from, bool noCase = false) const;
+    // The text between the first open and the first close after it (findFirstTag), or
+    // between the last close and the nearest open before it (findLastTag): from is
+    // the index just past open, to the index of close. Unchanged when not found.
     bool findFirstTag(const QDString& open, const QDString& close, int& from, int& to,
                       bool noCase = false) const;
     bool findLastTag(const QDString& open, const QDString& close, int& from, int& to,
@@ -83,9 +88,13 @@ public:
     QDString quoted() const;
     QDString unquoted() const;
 
+    // Points into our own buffer; "" for the null string, never a null pointer.
     const char* getValidFilePath() const;
     void makePathValid();
     QDString getFileName() const;
+    // Next name of a numbered series: the digits just before the extension count up
+    // (name07.png -> name08.png, name99 -> name100), a name without digits gets a 1.
+    // False, and no change, for an empty string.
     bool fileNameAdvance();
 
     int convertToInt() const;
@@ -93,6 +102,8 @@ public:
     void print(QDString format, ...);
     static QDString format(QDString format, ...);
     void printShortCount(int n);
+    // Largest units first, zero units left out ("1d 2h 5m 7s"); "0s" for nothing.
+    // withMilliseconds adds the leftover milliseconds ("1s 250ms").
     void printTime(unsigned long ms, bool withMilliseconds = false);
 
 private:

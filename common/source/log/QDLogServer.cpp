@@ -1,5 +1,6 @@
 #include "QDLogServer.h"
 
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 
@@ -19,13 +20,15 @@ void QDLogServer::setLogFile(QDString) {}
 
 void QDLogServer::printLine(QDString format, ...)
 {
-    if (!s_lineObserver)
-        return;
-    char line[4096];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(line, sizeof(line), format.isNull() ? "" : format.c_str(), args);
-    va_end(args);
+    if (!s_lineObserver) return;
+    char line[4096] = "";
+    if (!format.isNull())
+    {
+        va_list args;
+        va_start(args, format);
+        vsnprintf(line, sizeof(line), format.c_str(), args);
+        va_end(args);
+    }
     s_lineObserver(line);
 }
 
@@ -35,7 +38,10 @@ void QDLogServer::showLogWindow(bool) {}
 
 void QDLogServer::enableLogWindow(bool) {}
 
-void QDLogServer::setLineObserver(LineObserver observer) { s_lineObserver = observer; }
+void QDLogServer::setLineObserver(LineObserver observer)
+{
+    s_lineObserver = observer;
+}
 
 void QDLogServer::setMarginOffset(int n)
 {
@@ -43,31 +49,39 @@ void QDLogServer::setMarginOffset(int n)
     rebuildMargin();
 }
 
+namespace
+{
+// Levels are summed wide and pinned to the int range: a runaway caller must not
+// wrap the margin around.
+int pinnedLevel(long long level)
+{
+    return level > INT_MAX ? INT_MAX : level < INT_MIN ? INT_MIN : int(level);
+}
+} // namespace
+
 void QDLogServer::incrMarginOffset(int n)
 {
-    m_curMarginOffset += n;
+    m_curMarginOffset = pinnedLevel((long long)m_curMarginOffset + n);
     rebuildMargin();
 }
 
 void QDLogServer::decrMarginOffset(int n)
 {
-    m_curMarginOffset -= n;
-    if (m_curMarginOffset < 0)
-        m_curMarginOffset = 0;
+    long long level = (long long)m_curMarginOffset - n;
+    m_curMarginOffset = level < 0 ? 0 : pinnedLevel(level);
     rebuildMargin();
 }
 
 void QDLogServer::rebuildMargin()
 {
     // create() leaves the null string for a level of 0 or below.
-    long spaces = 2L * m_curMarginOffset;
-    m_curMarginOffsetString.create(spaces > 0x7fffffffL ? 0x7fffffff : int(spaces), ' ');
+    long long spaces = 2LL * m_curMarginOffset;
+    m_curMarginOffsetString.create(spaces > INT_MAX ? INT_MAX : int(spaces), ' ');
 }
 
 void QDLogBloc::start(int n)
 {
-    if (m_started)
-        return;
+    if (m_started) return;
     QDLogServer::incrMarginOffset(n);
     m_started = true;
     m_offset = n;
@@ -76,10 +90,8 @@ void QDLogBloc::start(int n)
 
 void QDLogBloc::start(const QDString& startText, const QDString& endText, int n)
 {
-    if (m_started)
-        return;
-    if (!startText.empty())
-        QDLogServer::printLine("%s", startText.c_str());
+    if (m_started) return;
+    if (!startText.empty()) QDLogServer::printLine("%s", startText.c_str());
     // Raised by 2 whatever n is, and taken back by n at end(): callers that
     // want a balanced margin pass 2.
     QDLogServer::incrMarginOffset(2);
@@ -90,11 +102,9 @@ void QDLogBloc::start(const QDString& startText, const QDString& endText, int n)
 
 void QDLogBloc::end()
 {
-    if (!m_started)
-        return;
+    if (!m_started) return;
     QDLogServer::decrMarginOffset(m_offset);
-    if (!m_endText.empty())
-        QDLogServer::printLine("%s", m_endText.c_str());
+    if (!m_endText.empty()) QDLogServer::printLine("%s", m_endText.c_str());
     m_started = false;
     m_offset = 0;
     m_endText.clear();

@@ -1,13 +1,73 @@
 #include "QDDiskServer.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
 QDDiskServer::FileHandle const QDDiskServer::s_invalidFile = nullptr;
 
+namespace
+{
+// open(2) flags for an fopen mode, and the plain mode to hand fdopen. False for
+// a mode that fopen would refuse.
+bool openFlagsOfMode(const char* mode, int& flags, const char*& streamMode)
+{
+    if (!mode) return false;
+    bool update = false;
+    bool exclusive = false;
+    for (const char* c = mode + (mode[0] ? 1 : 0); *c && *c != ','; ++c)
+    {
+        update = update || *c == '+';
+        exclusive = exclusive || *c == 'x';
+    }
+    switch (mode[0])
+    {
+    case 'r':
+        flags = update ? O_RDWR : O_RDONLY;
+        streamMode = update ? "r+" : "r";
+        return true;
+    case 'w':
+        flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC | (exclusive ? O_EXCL : 0);
+        streamMode = update ? "w+" : "w";
+        return true;
+    case 'a':
+        flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND;
+        streamMode = update ? "a+" : "a";
+        return true;
+    default:
+        return false;
+    }
+}
+} // namespace
+
+// Opened like fopen, with two guards: the open never waits (a FIFO without a
+// writer would otherwise block the host forever), and anything opened for
+// reading must be a regular file, since a folder, FIFO or device never ends or
+// never starts and every reader here expects a file of known size.
 QDDiskServer::FileHandle QDDiskServer::fileOpen(const QDString& path, const QDString& mode)
 {
-    return fopen(path.getValidFilePath(), mode.isNull() ? "" : mode.c_str());
+    int flags = 0;
+    const char* streamMode = nullptr;
+    if (!openFlagsOfMode(mode.c_str(), flags, streamMode)) return s_invalidFile;
+#ifdef O_CLOEXEC
+    flags |= O_CLOEXEC; // launched applications must not inherit our files
+#endif
+    int fd = open(path.getValidFilePath(), flags | O_NONBLOCK, 0666);
+    if (fd < 0) return s_invalidFile;
+    struct stat info;
+    bool reads = (flags & O_ACCMODE) != O_WRONLY;
+    int status = fcntl(fd, F_GETFL);
+    FILE* file = nullptr;
+    if (fstat(fd, &info) == 0 && (!reads || S_ISREG(info.st_mode)) && status != -1 &&
+        fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != -1)
+        file = fdopen(fd, streamMode);
+    if (!file) close(fd);
+    return file;
 }
 
 int QDDiskServer::fileClose(FileHandle file)
@@ -30,12 +90,12 @@ int QDDiskServer::fileSeek(FileHandle file, int offset, int whence)
     return file == s_invalidFile ? 0 : fseek(file, offset, whence);
 }
 
+// -1 when the stream cannot seek: the current position is not a size.
 long QDDiskServer::fileSize(FileHandle file)
 {
-    if (file == s_invalidFile)
-        return 0;
+    if (file == s_invalidFile) return 0;
     long position = ftell(file);
-    fseek(file, 0, SEEK_END);
+    if (position < 0 || fseek(file, 0, SEEK_END) != 0) return -1;
     long size = ftell(file);
     fseek(file, position, SEEK_SET);
     return size;
@@ -44,4 +104,331 @@ long QDDiskServer::fileSize(FileHandle file)
 bool QDDiskServer::fileAtEnd(FileHandle file)
 {
     return file == s_invalidFile ? true : feof(file) != 0;
+}
+
+bool QDDiskServer::readFileAsString(const QDString& path, QDString& text)
+{
+    FileHandle file = fileOpen(path, "r");
+    if (file == s_invalidFile)
+    {
+        text.clear();
+        return false;
+    }
+    long size = fileSize(file);
+    bool done = false;
+    if (size >= 0 && size <= s_maxWholeFileSize)
+    {
+        // An empty file leaves the null string and still counts as read.
+        text.create(int(size), ' ');
+        done =
+            size == 0 || fileRead(file, text.c_str(), (unsigned long)size) == (unsigned long)size;
+    }
+    fileClose(file);
+    if (!done) text.clear();
+    return done;
+}
+
+// The file is truncated even when the text is refused, and a buffered write
+// only reaches the disk at close: a full disk shows up there, so the close
+// counts.
+bool QDDiskServer::writeFileFromString(const QDString& path, const QDString& text)
+{
+    FileHandle file = fileOpen(path, "w");
+    if (file == s_invalidFile) return false;
+    unsigned long length = (unsigned long)text.length();
+    bool done = length >= 1 && length <= (unsigned long)s_maxWholeFileSize &&
+                fileWrite(file, text.c_str(), length) == length;
+    return fileClose(file) == 0 && done;
+}
+
+namespace
+{
+// Collects lines the way the line reader has always cut them: CR and LF each
+// close a line, so CR LF leaves an empty line behind.
+//
+// A file of nothing but line breaks would make one string per byte, so what
+// the lines may take is capped at a few times the file's size: a file beyond
+// that is treated as damaged, like a hostile count in a binary file.
+class LineCollector
+{
+public:
+    LineCollector(QDArray<QDString>& lines, long fileSize)
+        : m_lines(lines), m_budget(16LL * 1048576 + 4LL * (fileSize > 0 ? fileSize : 0))
+    {
+        m_line.reserve(1024);
+    }
+
+    // False once the lines outgrow their budget or what a string can index.
+    bool add(char c)
+    {
+        if (c == '\r' || c == '\n') return closeLine();
+        if (m_line.size() == m_line.capacity() &&
+            (m_line.size() >= INT_MAX / 2 || cost() + m_line.capacity() > m_budget))
+            return false;
+        m_line.push_back(c);
+        return true;
+    }
+
+    bool finish() { return m_line.empty() || closeLine(); }
+
+private:
+    // What the heap really takes for a string of that length: a header beside
+    // the characters, 16-byte steps, 32 bytes at least.
+    static long long blockSize(long long length)
+    {
+        long long block = (length + 1 + 8 + 15) / 16 * 16;
+        return block < 32 ? 32 : block;
+    }
+
+    long long cost() const
+    {
+        return (long long)m_lines.capacity() * (long long)sizeof(QDString) + m_textBytes +
+               m_line.capacity();
+    }
+
+    bool closeLine()
+    {
+        if (m_lines.size() == m_lines.capacity() &&
+            cost() + (long long)(m_lines.capacity() + 1) * (long long)sizeof(QDString) > m_budget)
+            return false;
+        m_lines.push_back(QDString());
+        if (!m_line.empty())
+        {
+            m_lines[m_lines.size() - 1].create(m_line.begin(), m_line.end());
+            m_textBytes += blockSize(m_line.size());
+            m_line.clear();
+        }
+        return cost() <= m_budget;
+    }
+
+    QDArray<QDString>& m_lines;
+    QDArray<char> m_line;
+    long long m_textBytes = 0;
+    const long long m_budget;
+};
+} // namespace
+
+bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>& lines)
+{
+    lines.clear();
+    FileHandle file = fileOpen(path, "r");
+    if (file == s_invalidFile) return false;
+    QDArray<QDString> collected;
+    LineCollector collector(collected, fileSize(file));
+    char chunk[16384];
+    char last = 0;
+    bool anyByte = false;
+    bool done = true;
+    for (;;)
+    {
+        unsigned long n = fileRead(file, chunk, sizeof(chunk));
+        for (unsigned long i = 0; i < n && done; ++i)
+            done = collector.add(chunk[i]);
+        if (n > 0)
+        {
+            last = chunk[n - 1];
+            anyByte = true;
+        }
+        if (!done || n < sizeof(chunk)) break;
+    }
+    done = done && !ferror(file);
+    // This reader has always tested the end before reading and ignored the
+    // read's count, so the read that meets the end hands the last byte over
+    // once more. Callers have always seen that byte twice, so it stays; an
+    // empty file has no last byte to repeat.
+    if (done && anyByte) done = collector.add(last);
+    done = done && collector.finish();
+    fileClose(file);
+    if (done) lines.swap(collected);
+    return done;
+}
+
+bool QDDiskServer::fileExists(const QDString& path)
+{
+    const char* name = path.getValidFilePath();
+    struct stat info;
+    return access(name, F_OK) == 0 && stat(name, &info) == 0 && (info.st_mode & 0x8000) != 0;
+}
+
+bool QDDiskServer::folderExists(const QDString& path)
+{
+    const char* name = path.getValidFilePath();
+    struct stat info;
+    return access(name, F_OK) == 0 && stat(name, &info) == 0 && (info.st_mode & 0x4000) != 0;
+}
+
+namespace
+{
+// The operations that take a path unchanged still must not hand the system a
+// null pointer.
+const char* rawPath(const QDString& path)
+{
+    return path.isNull() ? "" : path.c_str();
+}
+} // namespace
+
+bool QDDiskServer::createFolder(const QDString& path)
+{
+    return mkdir(rawPath(path), 0700) == 0;
+}
+
+bool QDDiskServer::renameFile(const QDString& from, const QDString& to)
+{
+    return rename(from.getValidFilePath(), rawPath(to)) == 0;
+}
+
+bool QDDiskServer::deleteFile(const QDString& path)
+{
+    return remove(path.getValidFilePath()) == 0;
+}
+
+bool QDDiskServer::deleteFolder(const QDString& path)
+{
+    return deleteFile(path);
+}
+
+namespace
+{
+// The names of a folder but "." and "..", sorted so that listings do not
+// depend on the file system's order. False when the folder cannot be read.
+bool listFolder(const QDString& folder, QDArray<QDString>& names)
+{
+    DIR* dir = opendir(folder.c_str());
+    if (!dir) return false;
+    while (const dirent* entry = readdir(dir))
+    {
+        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
+            names.push_back(QDString(entry->d_name));
+    }
+    closedir(dir);
+    std::sort(names.begin(), names.end(),
+              [](const QDString& a, const QDString& b)
+              { return strcmp(a.c_str(), b.c_str()) < 0; });
+    return true;
+}
+
+// A real folder, not a link to one: following links could loop or leave the tree.
+bool isRealFolder(const QDString& path)
+{
+    struct stat info;
+    return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool deleteTree(const QDString& folder, bool deleteFiles, bool deleteSubFolders)
+{
+    QDArray<QDString> names;
+    if (!listFolder(folder, names)) return false;
+    for (const QDString& name : names)
+    {
+        QDString child = folder + "/" + name;
+        if (isRealFolder(child))
+        {
+            if (deleteSubFolders) deleteTree(child, deleteFiles, deleteSubFolders);
+        }
+        else if (deleteFiles)
+            unlink(child.c_str());
+    }
+    return rmdir(folder.c_str()) == 0;
+}
+
+// Names are reported under the folder as the caller wrote it, but listed
+// through the cleaned path: a ':' in a sub-folder's name must not move the
+// search elsewhere.
+bool searchFolder(QDArray<QDString>& found, const QDString& shown, const QDString& real,
+                  const char* filter, int maxDepth, int maxFolders)
+{
+    QDArray<QDString> names;
+    if (!listFolder(real, names)) return false;
+    for (const QDString& name : names)
+    {
+        QDString shownChild = shown + "/" + name;
+        if (fileNameMatchFilter(name.c_str(), filter)) found.push_back(shownChild);
+        QDString realChild = real + "/" + name;
+        if (maxDepth > 0 && maxFolders > 0 && isRealFolder(realChild))
+            searchFolder(found, shownChild, realChild, filter, maxDepth - 1, maxFolders - 1);
+    }
+    return true;
+}
+} // namespace
+
+// Empties the folder as far as the flags allow (files of every visited folder,
+// sub-folders depth first) and then removes it; true when it is gone. A link
+// to a folder is not the folder: its target is left alone.
+bool QDDiskServer::deleteDirectory(const QDString& path, bool deleteFiles, bool deleteSubFolders)
+{
+    QDString folder(path.getValidFilePath());
+    return isRealFolder(folder) && deleteTree(folder, deleteFiles, deleteSubFolders);
+}
+
+// Sub-folders are searched while both counts are positive; every level down
+// uses up one of each. False when the folder itself cannot be listed.
+bool QDDiskServer::searchFileList(QDArray<QDString>& found, const QDString& folder,
+                                  const QDString& filter, int maxDepth, int maxFolders)
+{
+    return searchFolder(found, folder, folder.getValidFilePath(), filter.c_str(), maxDepth,
+                        maxFolders);
+}
+
+bool QDDiskServer::copyFile(const QDString& from, const QDString& to)
+{
+    FileHandle in = fileOpen(from, "rb");
+    if (in == s_invalidFile) return false;
+    // Opening the target empties it: when it is the source, that is the data.
+    struct stat source, target;
+    if (fstat(fileno(in), &source) == 0 && stat(to.getValidFilePath(), &target) == 0 &&
+        source.st_dev == target.st_dev && source.st_ino == target.st_ino)
+    {
+        fileClose(in);
+        return false;
+    }
+    FileHandle out = fileOpen(to, "wb");
+    if (out == s_invalidFile)
+    {
+        fileClose(in);
+        return false;
+    }
+    const unsigned long bufferSize = 1048576;
+    std::unique_ptr<char[]> buffer(new char[bufferSize]);
+    bool done = true;
+    for (;;)
+    {
+        unsigned long n = fileRead(in, buffer.get(), bufferSize);
+        if (n > 0 && fileWrite(out, buffer.get(), n) != n) done = false;
+        if (!done || n < bufferSize) break;
+    }
+    done = done && !ferror(in);
+    struct stat written;
+    bool regular = fstat(fileno(out), &written) == 0 && S_ISREG(written.st_mode);
+    done = fileClose(out) == 0 && done;
+    fileClose(in);
+    // A half copy would pass for the whole file later on.
+    if (!done && regular) remove(to.getValidFilePath());
+    return done;
+}
+
+QDString QDDiskServer::getCurrentPath()
+{
+    char buffer[512];
+    return QDString(getcwd(buffer, sizeof(buffer)));
+}
+
+bool QDDiskServer::setCurrentPath(const QDString& path)
+{
+    return openFolder(path);
+}
+
+bool QDDiskServer::openFolder(const QDString& path)
+{
+    return chdir(path.getValidFilePath()) == 0;
+}
+
+int QDDiskServer::setMode(const QDString& path, unsigned short mode)
+{
+    return chmod(rawPath(path), mode_t(mode));
+}
+
+unsigned short QDDiskServer::getMode(const QDString& path)
+{
+    struct stat info;
+    return stat(rawPath(path), &info) == 0 ? (unsigned short)info.st_mode : 0;
 }

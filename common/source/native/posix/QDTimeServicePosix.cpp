@@ -1,20 +1,26 @@
 #include "QDTimeService.h"
 
+#include <cerrno>
 #include <ctime>
-#include <unistd.h>
 
-long QDTimeService::clock() { return long(::clock()); }
+long QDTimeService::clock()
+{
+    return long(::clock());
+}
 
-unsigned int QDTimeService::getCurTimeInMS() { return (unsigned int)(::clock() / 1000); }
+unsigned int QDTimeService::getCurTimeInMS()
+{
+    return (unsigned int)(::clock() / 1000);
+}
 
+// The launched application is given this long to start: a signal arriving
+// meanwhile must not cut the wait short, so the remainder is slept again.
 void QDTimeService::sleep(unsigned int ms)
 {
-    // usleep takes at most a second on some systems: split long waits.
-    unsigned long long us = (unsigned long long)ms * 1000ull;
-    while (us > 0)
+    timespec wait;
+    wait.tv_sec = time_t(ms / 1000);
+    wait.tv_nsec = long(ms % 1000) * 1000000L;
+    while (nanosleep(&wait, &wait) != 0 && errno == EINTR)
     {
-        unsigned int step = us > 500000ull ? 500000u : (unsigned int)us;
-        usleep(step);
-        us -= step;
     }
 }

@@ -1,0 +1,162 @@
+#include "QDBinaryFile.h"
+
+#include <cstdio>
+
+// Files are raw memory images of the values: only a little-endian build writes
+// the byte order that the other side expects.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "Tiv files are little-endian images");
+static_assert(sizeof(int) == 4 && sizeof(float) == 4, "scalars are stored as 4 bytes");
+static_assert(sizeof(QDVector3f) == 12 && sizeof(QDVector2f) == 8,
+              "vectors are stored as their raw components");
+
+namespace
+{
+// What a count may claim when the stream cannot tell how much it still holds.
+const long s_unknownSizeAllowance = 16L * 1024 * 1024;
+
+const unsigned char s_zeros[4] = {0, 0, 0, 0};
+
+// Bytes from n up to the next multiple of 4, with the signed division that the
+// format has always used; computed wide so that no n overflows.
+long long alignPadding(int n)
+{
+    return ((long long)n + 3) / 4 * 4 - n;
+}
+} // namespace
+
+QDBinaryFile::QDBinaryFile(const QDString& path, const char* mode)
+{
+    m_file = QDDiskServer::fileOpen(path, mode);
+}
+
+bool QDBinaryFile::open(const QDString& path, const char* mode)
+{
+    close();
+    m_file = QDDiskServer::fileOpen(path, mode);
+    return isOpen();
+}
+
+bool QDBinaryFile::close()
+{
+    if (!isOpen()) return true;
+    int status = QDDiskServer::fileClose(m_file);
+    m_file = QDDiskServer::s_invalidFile;
+    return status == 0;
+}
+
+bool QDBinaryFile::writeBytes(const void* data, unsigned long n)
+{
+    return isOpen() && QDDiskServer::fileWrite(m_file, data, n) == n;
+}
+
+bool QDBinaryFile::readBytes(void* data, unsigned long n) const
+{
+    return isOpen() && QDDiskServer::fileRead(m_file, data, n) == n;
+}
+
+bool QDBinaryFile::write(int value)
+{
+    return writeBytes(&value, 4);
+}
+
+bool QDBinaryFile::write(float value)
+{
+    return writeBytes(&value, 4);
+}
+
+bool QDBinaryFile::read(int& value) const
+{
+    return readBytes(&value, 4);
+}
+
+bool QDBinaryFile::read(float& value) const
+{
+    return readBytes(&value, 4);
+}
+
+long QDBinaryFile::getRemainingBytes() const
+{
+    if (!isOpen()) return 0;
+    long position = ftell(m_file);
+    long size = QDDiskServer::fileSize(m_file);
+    if (position < 0 || size < 0) return -1;
+    return size > position ? size - position : 0;
+}
+
+bool QDBinaryFile::writeCounted(int count, const void* data, unsigned long elementSize)
+{
+    return write(count) && writeBytes(data, (unsigned long)count * elementSize);
+}
+
+// A count the rest of the file cannot fill would fail the read anyway; it fails
+// here before anything is allocated for it, and the position moves to the end
+// of the file as the short read would have moved it.
+bool QDBinaryFile::readCount(int& count, unsigned long elementSize) const
+{
+    if (!read(count)) return false;
+    long remaining = getRemainingBytes();
+    long limit = remaining < 0 ? s_unknownSizeAllowance : remaining;
+    if (count >= 0 && (unsigned long)count * elementSize <= (unsigned long)limit) return true;
+    if (remaining >= 0) QDDiskServer::fileSeek(m_file, 0, SEEK_END);
+    return false;
+}
+
+bool QDBinaryFile::write(const QDString& text)
+{
+    if (text.empty()) return write(1) && write(0);
+    int n = text.length();
+    return write(n + 1) && writeBytes(text.c_str(), (unsigned long)n + 1) && writeAlignData(n + 1);
+}
+
+bool QDBinaryFile::read(QDString& text) const
+{
+    int n = 0;
+    if (!readCount(n, 1))
+    {
+        text.clear();
+        return false;
+    }
+    text.create(n, 0);
+    bool ok = readBytes(text.c_str(), (unsigned long)n);
+    return readAlignData(n) && ok;
+}
+
+bool QDBinaryFile::writeAsciiString(const QDString& text)
+{
+    return isOpen() && writeBytes(text.c_str(), (unsigned long)text.length());
+}
+
+bool QDBinaryFile::writeAlignData(int n)
+{
+    bool ok = isOpen();
+    for (long long i = alignPadding(n); i > 0; --i)
+        ok = writeBytes(s_zeros, 1) && ok;
+    return ok;
+}
+
+bool QDBinaryFile::readAlignData(int n) const
+{
+    bool ok = isOpen();
+    unsigned char discarded;
+    for (long long i = alignPadding(n); i > 0; --i)
+        ok = readBytes(&discarded, 1) && ok;
+    return ok;
+}
+
+bool QDBinaryFile::write(const QDBoolArray& bits)
+{
+    QDArray<unsigned char> bytes(bits.size(), 0);
+    for (int i = bits.findFirst(true); i >= 0; i = bits.findFirst(true, i + 1))
+        bytes[i] = 1;
+    return write(bytes);
+}
+
+bool QDBinaryFile::read(QDBoolArray& bits) const
+{
+    QDArray<unsigned char> bytes;
+    if (!read(bytes)) return false;
+    bits.reinit(bytes.size(), false);
+    for (int i = 0; i < bytes.size(); ++i)
+        if (bytes[i] != 0) bits.set(i);
+    return true;
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "QDArray.h"
+#include "QDBoolArray.h"
+#include "QDDiskServer.h"
+#include "QDString.h"
+#include "QDVector2f.h"
+#include "QDVector3f.h"
+
+#include <type_traits>
+
+// One open file, read and written as raw little-endian images: 4-byte scalars,
+// counted arrays without padding, counted strings padded to 4 bytes. No buffer,
+// position or error state of its own: every call goes straight to the handle.
+class QDBinaryFile
+{
+public:
+    QDBinaryFile() = default;
+    QDBinaryFile(const QDString& path, const char* mode);
+    ~QDBinaryFile() { close(); }
+    QDBinaryFile(const QDBinaryFile&) = delete;
+    QDBinaryFile& operator=(const QDBinaryFile&) = delete;
+
+    bool open(const QDString& path, const char* mode);
+    // False when the system could not complete the file (buffered bytes that a
+    // full disk refused show up only here); true when nothing was open.
+    bool close();
+    bool isOpen() const { return m_file != QDDiskServer::s_invalidFile; }
+    QDDiskServer::FileHandle getFile() const { return m_file; }
+
+    bool write(int value);
+    bool write(float value);
+    bool read(int& value) const;
+    bool read(float& value) const;
+
+    // The count as one int, then the raw elements, no padding.
+    template <typename T> bool write(const QDArray<T>& array)
+    {
+        checkElementType<T>();
+        return writeCounted(array.size(), array.begin(), sizeof(T));
+    }
+    // Fails, without allocating, when the file cannot hold the stored count.
+    template <typename T> bool read(QDArray<T>& array) const
+    {
+        checkElementType<T>();
+        int count = 0;
+        if (!readCount(count, sizeof(T)))
+        {
+            array.reinit(0);
+            return false;
+        }
+        array.reinit(count);
+        return readBytes(array.begin(), (unsigned long)count * sizeof(T));
+    }
+
+    bool write(const QDString& text);
+    bool read(QDString& text) const;
+    bool writeAsciiString(const QDString& text);
+    bool writeAlignData(int n);
+    bool readAlignData(int n) const;
+
+    bool write(const QDBoolArray& bits);
+    bool read(QDBoolArray& bits) const;
+
+    // Bytes between the read position and the end of the file, -1 when the
+    // stream cannot tell (not seekable).
+    long getRemainingBytes() const;
+
+protected:
+    bool readBytes(void* data, unsigned long n) const;
+    bool writeBytes(const void* data, unsigned long n);
+
+private:
+    template <typename T> static void checkElementType()
+    {
+        static_assert(std::is_same<T, QDVector3f>::value || std::is_same<T, QDVector2f>::value ||
+                          std::is_same<T, unsigned char>::value ||
+                          std::is_same<T, unsigned short>::value ||
+                          std::is_same<T, unsigned int>::value || std::is_same<T, int>::value,
+                      "element type without a file layout");
+    }
+    bool writeCounted(int count, const void* data, unsigned long elementSize);
+    bool readCount(int& count, unsigned long elementSize) const;
+
+    QDDiskServer::FileHandle m_file = QDDiskServer::s_invalidFile;
+};

@@ -1,0 +1,123 @@
+#include "QDLogServer.h"
+#include "QDTimeService.h"
+#include "TestSupport.h"
+
+#include <chrono>
+#include <climits>
+#include <ctime>
+#include <vector>
+
+namespace
+{
+std::vector<std::string> s_lines;
+
+// Every test starts at level 0, watching what printLine would log.
+struct LogFixture
+{
+    LogFixture()
+    {
+        s_lines.clear();
+        QDLogServer::setMarginOffset(0);
+        QDLogServer::setLineObserver([](const char* line) { s_lines.push_back(line); });
+    }
+    ~LogFixture() { QDLogServer::setLineObserver(nullptr); }
+};
+
+// The level and its margin text, "<null>" standing for the null string.
+std::string state()
+{
+    const QDString& text = QDLogServer::m_curMarginOffsetString;
+    return std::to_string(QDLogServer::m_curMarginOffset) + "[" +
+           (text.isNull() ? "<null>" : text.c_str()) + "]";
+}
+} // namespace
+
+TEST(QDLogServer, OutputSideNeverTouchesTheFileSystem)
+{
+    LogFixture fixture;
+    std::string folder = testFolder();
+    QDLogServer::setLogFile((folder + "/Tiv_PhotoshopPlugin.txt").c_str());
+    QDLogServer::setMarginOffset(2);
+    QDLogServer::init(true);
+    EXPECT_TRUE(QDLogServer::m_initialized);
+    EXPECT_NE(QDLogServer::s_startTimeVal.tv_sec, 0);
+    EXPECT_EQ(state(), "2[    ]"); // init keeps the margin
+
+    QDLogServer::printLine("sent %s with %d faces", "head", 12);
+    QDLogServer::printLine(QDString());
+    QDLogServer::clear();
+    QDLogServer::showLogWindow(true);
+    QDLogServer::enableLogWindow(true);
+    QDLogServer2::deleteLogFile();
+    EXPECT_EQ(s_lines, (std::vector<std::string>{"sent head with 12 faces", ""}));
+    QDLogServer::setLineObserver(nullptr);
+    QDLogServer::printLine("%s", "unobserved");
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST(QDLogServer, MarginIsTwoBlanksPerLevelAndOnlyDecrementClamps)
+{
+    LogFixture fixture;
+    QDLogServer::setMarginOffset(3);
+    EXPECT_EQ(state(), "3[      ]");
+    QDLogServer::decrMarginOffset(5);
+    EXPECT_EQ(state(), "0[<null>]");
+    QDLogServer::setMarginOffset(-2);
+    EXPECT_EQ(state(), "0[<null>]");
+    QDLogServer::incrMarginOffset(-5);
+    EXPECT_EQ(state(), "-5[<null>]");
+    QDLogServer::incrMarginOffset(6);
+    EXPECT_EQ(state(), "1[  ]");
+    QDLogServer::decrMarginOffset(-1);
+    EXPECT_EQ(state(), "2[    ]");
+    // Runaway callers saturate instead of wrapping round.
+    QDLogServer::incrMarginOffset(INT_MIN);
+    QDLogServer::incrMarginOffset(INT_MIN);
+    EXPECT_EQ(QDLogServer::m_curMarginOffset, INT_MIN);
+    QDLogServer::decrMarginOffset(INT_MAX);
+    EXPECT_EQ(state(), "0[<null>]");
+}
+
+TEST(QDLogServer, BlocksRaiseByTwoTakeBackTheirOffsetAndEndOnce)
+{
+    LogFixture fixture;
+    QDLogServer::setMarginOffset(5);
+    {
+        QDLogBloc bloc;
+        bloc.start("open", "close", 4);
+        bloc.start("again", "never", 9);
+        EXPECT_EQ(QDLogServer::m_curMarginOffset, 7); // raised by 2 whatever n is, once
+        bloc.end();
+        bloc.end();
+        EXPECT_EQ(QDLogServer::m_curMarginOffset, 3); // taken back by n, once
+    }
+    EXPECT_EQ(s_lines, (std::vector<std::string>{"open", "close"}));
+    {
+        QDLogBloc bloc, quiet;
+        bloc.start(3);
+        bloc.start(5);
+        EXPECT_EQ(QDLogServer::m_curMarginOffset, 6);
+        quiet.start(QDString(), "", 2);
+        EXPECT_EQ(QDLogServer::m_curMarginOffset, 8);
+    } // both end themselves
+    EXPECT_EQ(QDLogServer::m_curMarginOffset, 3);
+    EXPECT_EQ(s_lines.size(), 2u);
+}
+
+TEST(QDTimeService, SleepWaitsAndTheClockCountsProcessorMilliseconds)
+{
+    auto before = std::chrono::steady_clock::now();
+    QDTimeService::sleep(30);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(30));
+
+    std::clock_t start = std::clock();
+    while (std::clock() - start < CLOCKS_PER_SEC / 20)
+    {
+    }
+    std::clock_t low = std::clock();
+    unsigned int ms = QDTimeService::getCurTimeInMS();
+    std::clock_t high = std::clock();
+    EXPECT_GE(ms, (unsigned int)(low / (CLOCKS_PER_SEC / 1000)));
+    EXPECT_LE(ms, (unsigned int)(high / (CLOCKS_PER_SEC / 1000)));
+    EXPECT_GE(ms, 50u);
+}
