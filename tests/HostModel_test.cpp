@@ -90,11 +90,11 @@ TEST(HostModel, ObjReaderTakesCommonFormsAndDropsBadFaces)
     writeBytes(path, "# comment\n"
                      "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
                      "vt 0 0\nvt 1 0\nvt 1 1\n"
-                     "f 1/1 2/2 3/3 4\n"   // quad, last corner without texture
-                     "f -4 -3 -2\n"        // relative indices
-                     "f 1//1 2//1 9//1\n"  // out of range: dropped
-                     "f 0 1 2\n"           // zero is no index: dropped
-                     "f 1/x 2 3\r\n"       // junk texture index: dropped
+                     "f 1/1 2/2 3/3 4\n"  // quad, last corner without texture
+                     "f -4 -3 -2\n"       // relative indices
+                     "f 1//1 2//1 9//1\n" // out of range: dropped
+                     "f 0 1 2\n"          // zero is no index: dropped
+                     "f 1/x 2 3\r\n"      // junk texture index: dropped
                      "vn 0 0 1\ng group\ns off\nusemtl m\n");
     HostModel model;
     std::string error;

@@ -14,7 +14,10 @@
 
 namespace
 {
-std::string repeated(char c, size_t n) { return std::string(n, c); }
+std::string repeated(char c, size_t n)
+{
+    return std::string(n, c);
+}
 
 int count(const std::vector<std::string>& calls, const std::string& name)
 {
@@ -42,8 +45,7 @@ protected:
     // Suites acquired by one test must not be found acquired by the next.
     void TearDown() override
     {
-        if (m_host)
-            sSPBasic = m_host->basicSuite();
+        if (m_host) sSPBasic = m_host->basicSuite();
         PIUSuitesRelease();
         sSPBasic = nullptr;
         m_host.reset();

@@ -14,14 +14,12 @@ std::set<std::string> definedDynamicSymbols(const std::string& module)
     std::set<std::string> names;
     std::string command = "nm -D --defined-only '" + module + "' 2>/dev/null";
     FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-        return names;
+    if (pipe == nullptr) return names;
     char line[1024];
     while (fgets(line, sizeof(line), pipe))
     {
         char address[64], type[8], name[900];
-        if (sscanf(line, "%63s %7s %899s", address, type, name) == 3)
-            names.insert(name);
+        if (sscanf(line, "%63s %7s %899s", address, type, name) == 3) names.insert(name);
     }
     pclose(pipe);
     return names;
@@ -32,8 +30,7 @@ TEST(PluginModule, ExportsTheEntryPointAndNothingElse)
 {
     ASSERT_TRUE(std::filesystem::exists(TIV_PLUGIN_MODULE)) << TIV_PLUGIN_MODULE;
     std::set<std::string> symbols = definedDynamicSymbols(TIV_PLUGIN_MODULE);
-    if (symbols.empty())
-        GTEST_SKIP() << "nm is not available";
+    if (symbols.empty()) GTEST_SKIP() << "nm is not available";
     EXPECT_EQ(symbols, std::set<std::string>{"AutoPluginMain"});
 }
 

@@ -22,7 +22,10 @@ namespace
 {
 // A path that could not be read (getcwd failed) is logged as empty text rather
 // than handed to the formatter as a null pointer.
-const char* text(const QDString& s) { return s.isNull() ? "" : s.c_str(); }
+const char* text(const QDString& s)
+{
+    return s.isNull() ? "" : s.c_str();
+}
 
 bool endsWith(const char* name, const char* ending)
 {
@@ -38,23 +41,20 @@ void removeFilesEndingWith(const QDString& folder, const char* ending)
 {
     QDString cleanFolder(folder.getValidFilePath());
     DIR* dir = opendir(cleanFolder.c_str());
-    if (dir == nullptr)
-        return;
+    if (dir == nullptr) return;
     // Listed first, removed after: a listing that changes under readdir may
     // skip entries.
     QDArray<QDString> doomed;
     while (dirent* entry = readdir(dir))
     {
         const char* name = entry->d_name;
-        if (name[0] != '.' && endsWith(name, ending))
-            doomed.push_back(cleanFolder + "/" + name);
+        if (name[0] != '.' && endsWith(name, ending)) doomed.push_back(cleanFolder + "/" + name);
     }
     closedir(dir);
     for (const QDString& path : doomed)
     {
         struct stat info;
-        if (lstat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode))
-            unlink(path.c_str());
+        if (lstat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode)) unlink(path.c_str());
     }
 }
 } // namespace
@@ -102,7 +102,6 @@ SPErr DoIt(PSActionsPlugInMessage*)
     objectNames.push_back(projectFile);
     TivPSServer::initialize();
     bool ok = TivPSServer::goToMorvel(objectNames);
-    if (ok)
-        QDLogServer2::deleteLogFile();
+    if (ok) QDLogServer2::deleteLogFile();
     return kSPNoError;
 }

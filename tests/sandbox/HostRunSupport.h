@@ -13,28 +13,52 @@
 #include <unistd.h>
 #include <vector>
 
-inline std::string sandboxRoot() { return TIV_SANDBOX_ROOT; }
-inline std::string defaultProjectFolder() { return sandboxRoot() + "/TivProjects/Default"; }
-inline std::string morvelFolder() { return sandboxRoot() + "/TivMorvel"; }
-inline std::string scriptFolder() { return sandboxRoot() + "/TivApps/Photoshop"; }
+inline std::string sandboxRoot()
+{
+    return TIV_SANDBOX_ROOT;
+}
+inline std::string defaultProjectFolder()
+{
+    return sandboxRoot() + "/TivProjects/Default";
+}
+inline std::string morvelFolder()
+{
+    return sandboxRoot() + "/TivMorvel";
+}
+inline std::string scriptFolder()
+{
+    return sandboxRoot() + "/TivApps/Photoshop";
+}
 inline std::string applicationsFolder()
 {
     return std::filesystem::path(sandboxRoot()).parent_path().string() + "/Applications";
 }
-inline std::string morvelArguments() { return applicationsFolder() + "/Morvel_Arguments.txt"; }
-inline std::string morvelSummary() { return applicationsFolder() + "/Morvel_Summary.txt"; }
-inline std::string launcherArguments() { return morvelFolder() + "/TivMorvelFromApp_Arguments.txt"; }
+inline std::string morvelArguments()
+{
+    return applicationsFolder() + "/Morvel_Arguments.txt";
+}
+inline std::string morvelSummary()
+{
+    return applicationsFolder() + "/Morvel_Summary.txt";
+}
+inline std::string launcherArguments()
+{
+    return morvelFolder() + "/TivMorvelFromApp_Arguments.txt";
+}
 
 // A fresh exchange tree with the stand-in applications configured in it.
 inline void layOutSandbox()
 {
-    std::string command = std::string("'") + TIV_CMAKE_COMMAND + "' -P '" + TIV_SANDBOX_LAYOUT +
-                          "' > /dev/null";
+    std::string command =
+        std::string("'") + TIV_CMAKE_COMMAND + "' -P '" + TIV_SANDBOX_LAYOUT + "' > /dev/null";
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
     ASSERT_TRUE(std::filesystem::is_directory(defaultProjectFolder()));
 }
 
-inline bool exists(const std::string& path) { return std::filesystem::exists(path); }
+inline bool exists(const std::string& path)
+{
+    return std::filesystem::exists(path);
+}
 
 inline std::vector<std::string> lines(const std::string& text)
 {
@@ -53,8 +77,7 @@ inline bool waitForFile(const std::string& path, int seconds = 30)
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (!exists(path))
     {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
+        if (std::chrono::steady_clock::now() > deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return true;
@@ -68,12 +91,12 @@ struct ProcessResult
 
 // Runs a program without a shell (arguments pass as they are), in the given
 // folder, and collects its standard output and error.
-inline ProcessResult runProcess(const std::vector<std::string>& arguments, const std::string& folder)
+inline ProcessResult runProcess(const std::vector<std::string>& arguments,
+                                const std::string& folder)
 {
     ProcessResult result;
     int channel[2];
-    if (pipe(channel) != 0)
-        return result;
+    if (pipe(channel) != 0) return result;
     pid_t child = fork();
     if (child == 0)
     {
@@ -81,8 +104,7 @@ inline ProcessResult runProcess(const std::vector<std::string>& arguments, const
         dup2(channel[1], 2);
         close(channel[0]);
         close(channel[1]);
-        if (chdir(folder.c_str()) != 0)
-            _exit(126);
+        if (chdir(folder.c_str()) != 0) _exit(126);
         std::vector<char*> argv;
         for (const std::string& a : arguments)
             argv.push_back(const_cast<char*>(a.c_str()));

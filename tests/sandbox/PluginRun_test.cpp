@@ -13,7 +13,10 @@
 namespace
 {
 std::vector<std::string> s_logged;
-void collect(const char* line) { s_logged.push_back(line); }
+void collect(const char* line)
+{
+    s_logged.push_back(line);
+}
 
 std::string currentFolder()
 {
@@ -24,8 +27,7 @@ std::string currentFolder()
 bool contains(const std::vector<std::string>& all, const std::string& wanted)
 {
     for (const std::string& line : all)
-        if (line == wanted)
-            return true;
+        if (line == wanted) return true;
     return false;
 }
 } // namespace
@@ -46,8 +48,7 @@ protected:
     void TearDown() override
     {
         QDLogServer::setLineObserver(nullptr);
-        if (m_host)
-            sSPBasic = m_host->basicSuite();
+        if (m_host) sSPBasic = m_host->basicSuite();
         PIUSuitesRelease();
         sSPBasic = nullptr;
         m_host.reset();
@@ -57,8 +58,7 @@ protected:
     SPErr run(HostDocument document, const std::string& deniedSuite = std::string())
     {
         m_host = std::make_unique<HostSession>(document);
-        if (!deniedSuite.empty())
-            m_host->denySuite(deniedSuite);
+        if (!deniedSuite.empty()) m_host->denySuite(deniedSuite);
         PIActionParameters parameters = {plugInDialogDisplay, 0, nullptr};
         PSActionsPlugInMessage message = {{kSPCheck, nullptr, nullptr, m_host->basicSuite()},
                                           &parameters};
@@ -88,12 +88,10 @@ TEST_F(PluginRun, FlatLayerLogsEveryStepTidiesTheProjectFolderAndShowsTheMessage
     EXPECT_EQ(run(flatLayer("Background")), kSPNoError);
 
     ASSERT_GE(s_logged.size(), 6u);
-    const std::vector<std::string> driver = {"PhotoshopTivPlugin executed!",
-                                             "[RELEASE]",
-                                             " curPath = " + m_folder,
-                                             "    (newCurPath = " + project + ")",
-                                             "Layer Name = Background",
-                                             "exporting 3D model....(.PSD)!"};
+    const std::vector<std::string> driver = {
+        "PhotoshopTivPlugin executed!", "[RELEASE]",
+        " curPath = " + m_folder,       "    (newCurPath = " + project + ")",
+        "Layer Name = Background",      "exporting 3D model....(.PSD)!"};
     EXPECT_EQ(std::vector<std::string>(s_logged.begin(), s_logged.begin() + 6), driver);
     EXPECT_TRUE(contains(s_logged, "Error on loading obj file : " + project + "/Background.obj"));
     EXPECT_EQ(currentFolder(), m_folder);

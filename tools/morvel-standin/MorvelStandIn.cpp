@@ -36,37 +36,42 @@ std::string parentOf(const std::string& path)
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+std::string nameOf(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
 
 // Scripts live in <root>/TivApps/<application>/; elsewhere, the sandbox's root.
 std::string exchangeRootOf(const std::string& script)
 {
     std::string appsFolder = parentOf(parentOf(script));
-    if (nameOf(appsFolder) == "TivApps")
-        return parentOf(appsFolder);
+    if (nameOf(appsFolder) == "TivApps") return parentOf(appsFolder);
     return TIV_SANDBOX_ROOT;
 }
 
-bool fileExists(const std::string& path) { return std::ifstream(path).good(); }
+bool fileExists(const std::string& path)
+{
+    return std::ifstream(path).good();
+}
 
 std::string describeMesh(const std::string& tivPath)
 {
     QDTivMesh mesh;
-    if (!mesh.loadFromTivFile(tivPath.c_str()))
-        return nameOf(tivPath) + ": cannot be read\n";
+    if (!mesh.loadFromTivFile(tivPath.c_str())) return nameOf(tivPath) + ": cannot be read\n";
     int faces = mesh.getFaceCount(), triangles = 0;
     for (int f = 0; f < faces; ++f)
         triangles += mesh.m_faceVertexIndices[4 * f + 3] == -1 ? 1 : 0;
     char text[1024];
     std::string out;
-    snprintf(text, sizeof(text), "%s: %d vertices, %d faces (%d triangles, %d quads), %d corner UVs\n",
+    snprintf(text, sizeof(text),
+             "%s: %d vertices, %d faces (%d triangles, %d quads), %d corner UVs\n",
              nameOf(tivPath).c_str(), mesh.m_vertices.size(), faces, triangles, faces - triangles,
              mesh.m_cornerUVs.size());
     out += text;
     std::string texture = mesh.m_textureFileName.isNull() ? "" : mesh.m_textureFileName.c_str();
-    out += "  texture: " + (texture.empty() ? std::string("none")
-                                            : texture + (fileExists(texture) ? " (found)"
-                                                                             : " (missing)")) +
+    out += "  texture: " +
+           (texture.empty() ? std::string("none")
+                            : texture + (fileExists(texture) ? " (found)" : " (missing)")) +
            "\n";
     const BBox& box = mesh.getBBox();
     if (box.isInitialized())
@@ -89,15 +94,12 @@ std::string loadObjects(const std::string& root)
     int loaded = 0;
     while (std::getline(list, object))
     {
-        if (!object.empty() && object.back() == '\r')
-            object.pop_back();
-        if (object.empty())
-            continue;
+        if (!object.empty() && object.back() == '\r') object.pop_back();
+        if (object.empty()) continue;
         out += describeMesh(object + ".tiv");
         ++loaded;
     }
-    if (loaded == 0)
-        out += "the object list names no object\n";
+    if (loaded == 0) out += "the object list names no object\n";
     return out;
 }
 
@@ -107,8 +109,7 @@ std::string scriptMessage(const std::string& script)
     std::string text = readText(script, 65536);
     size_t open = text.find('"');
     size_t close = open == std::string::npos ? open : text.find('"', open + 1);
-    if (close == std::string::npos)
-        return "(the script holds no message)";
+    if (close == std::string::npos) return "(the script holds no message)";
     return text.substr(open + 1, close - open - 1);
 }
 
@@ -119,8 +120,7 @@ void writeSummary(const std::string& stem, const std::string& summary)
     if (FILE* f = fopen(partial.c_str(), "w"))
     {
         fwrite(summary.data(), 1, summary.size(), f);
-        if (fclose(f) == 0)
-            rename(partial.c_str(), path.c_str());
+        if (fclose(f) == 0) rename(partial.c_str(), path.c_str());
     }
 }
 } // namespace
@@ -129,8 +129,7 @@ int main(int argc, char** argv)
 {
     std::string stem = recordStem(argv[0]);
     recordArguments(stem, argc, argv);
-    if (argc < 2)
-        return 0; // started without a document: nothing to report
+    if (argc < 2) return 0; // started without a document: nothing to report
 
     std::string script = argv[1];
     std::string summary = "Morvel (stand-in) opened " + script + "\n";

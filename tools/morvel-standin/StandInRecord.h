@@ -16,8 +16,7 @@ inline std::string recordStem(const char* argv0)
     std::string exe = n > 0 ? std::string(buffer, size_t(n)) : std::string(argv0 ? argv0 : "");
     std::string marker = ".app/Contents/MacOS/";
     size_t at = exe.rfind(marker);
-    if (at != std::string::npos)
-        return exe.substr(0, at);
+    if (at != std::string::npos) return exe.substr(0, at);
     return exe;
 }
 
@@ -28,8 +27,7 @@ inline void recordArguments(const std::string& stem, int argc, char** argv)
     std::string line;
     for (int i = 1; i < argc; ++i)
     {
-        if (i > 1)
-            line += '\t';
+        if (i > 1) line += '\t';
         line += argv[i];
     }
     line += '\n';

@@ -1,8 +1,8 @@
 #include "HostModel.h"
 
 #include <cerrno>
-#include <cstdarg>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,14 +19,15 @@ const float s_center[3] = {0.0f, 10.0f, 5.0f};
 uint32_t ringPosition(int ring, int segment)
 {
     // Position 0 is the north pole, then the rings' segments, then the south pole.
-    if (ring == 0)
-        return 0;
-    if (ring == s_rings)
-        return 1 + uint32_t((s_rings - 1) * s_segments);
+    if (ring == 0) return 0;
+    if (ring == s_rings) return 1 + uint32_t((s_rings - 1) * s_segments);
     return 1 + uint32_t((ring - 1) * s_segments + segment % s_segments);
 }
 
-uint32_t gridUV(int ring, int segment) { return uint32_t(ring * (s_segments + 1) + segment); }
+uint32_t gridUV(int ring, int segment)
+{
+    return uint32_t(ring * (s_segments + 1) + segment);
+}
 
 struct FileCloser
 {
@@ -43,8 +44,7 @@ std::string fileNameOf(const std::string& path)
 std::string withoutObjExtension(const std::string& path)
 {
     size_t n = path.size();
-    if (n >= 4 && path.compare(n - 4, 4, ".obj") == 0)
-        return path.substr(0, n - 4);
+    if (n >= 4 && path.compare(n - 4, 4, ".obj") == 0) return path.substr(0, n - 4);
     return path;
 }
 
@@ -65,10 +65,8 @@ public:
         va_start(args, format);
         int n = vsnprintf(text, sizeof(text), format, args);
         va_end(args);
-        if (n > 0)
-            m_buffer.append(text, size_t(n) < sizeof(text) ? size_t(n) : sizeof(text) - 1);
-        if (m_buffer.size() >= (1 << 20))
-            flush();
+        if (n > 0) m_buffer.append(text, size_t(n) < sizeof(text) ? size_t(n) : sizeof(text) - 1);
+        if (m_buffer.size() >= (1 << 20)) flush();
     }
     bool flush()
     {
@@ -125,9 +123,9 @@ bool writeTexture(const std::string& path)
             p[2] = char(light ? 0x90 : 0xA0);
         }
     File f(fopen(path.c_str(), "wb"));
-    if (!f)
-        return false;
-    bool ok = fwrite(header, 1, sizeof(header), f.get()) == sizeof(header) && writeAll(f.get(), pixels);
+    if (!f) return false;
+    bool ok =
+        fwrite(header, 1, sizeof(header), f.get()) == sizeof(header) && writeAll(f.get(), pixels);
     return closeChecked(f) && ok;
 }
 
@@ -136,11 +134,9 @@ bool parseIndex(const char* text, size_t count, uint32_t& index)
     char* end = nullptr;
     errno = 0;
     long long value = strtoll(text, &end, 10);
-    if (end == text || errno != 0)
-        return false;
+    if (end == text || errno != 0) return false;
     long long resolved = value > 0 ? value - 1 : (long long)count + value;
-    if (value == 0 || resolved < 0 || resolved >= (long long)count)
-        return false;
+    if (value == 0 || resolved < 0 || resolved >= (long long)count) return false;
     index = uint32_t(resolved);
     return true;
 }
@@ -177,10 +173,8 @@ HostModel makeDefaultModel()
             HostCorner b{ringPosition(ring + 1, segment), gridUV(ring + 1, segment)};
             HostCorner c{ringPosition(ring + 1, segment + 1), gridUV(ring + 1, segment + 1)};
             HostCorner d{ringPosition(ring, segment + 1), gridUV(ring, segment + 1)};
-            if (ring != 0)
-                model.triangles.push_back({a, b, d});
-            if (ring != s_rings - 1)
-                model.triangles.push_back({d, b, c});
+            if (ring != 0) model.triangles.push_back({a, b, d});
+            if (ring != s_rings - 1) model.triangles.push_back({d, b, c});
         }
     return model;
 }
@@ -236,8 +230,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
             {
                 while (*q == ' ' || *q == '\t' || *q == '\r')
                     ++q;
-                if (*q == 0)
-                    break;
+                if (*q == 0) break;
                 HostCorner corner{0, noUV};
                 valid = parseIndex(q, model.positions.size(), corner.position);
                 while (*q != 0 && *q != '/' && *q != ' ' && *q != '\t' && *q != '\r')
@@ -246,8 +239,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
                     valid = parseIndex(q + 1, model.uvs.size(), corner.uv);
                 while (*q != 0 && *q != ' ' && *q != '\t' && *q != '\r')
                     ++q;
-                if (corner.uv == noUV)
-                    missingUV = true;
+                if (corner.uv == noUV) missingUV = true;
                 polygon.push_back(corner);
             }
             for (size_t k = 2; valid && k < polygon.size(); ++k)
@@ -265,8 +257,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
         model.uvs.push_back({0.0f, 0.0f});
         for (auto& triangle : model.triangles)
             for (HostCorner& corner : triangle)
-                if (corner.uv == noUV)
-                    corner.uv = origin;
+                if (corner.uv == noUV) corner.uv = origin;
     }
     return true;
 }

@@ -27,8 +27,7 @@ struct PIActionDescriptorData
     const HostItem* find(DescriptorKeyID key) const
     {
         for (const HostItem& item : items)
-            if (item.key == key)
-                return &item;
+            if (item.key == key) return &item;
         return nullptr;
     }
     // A put replaces what the key held.
@@ -98,8 +97,7 @@ std::string codeText(uint32_t code)
 {
     char text[8] = {'\'', char(code >> 24), char(code >> 16), char(code >> 8), char(code), '\'', 0};
     for (int i = 1; i < 5; ++i)
-        if (text[i] < 32 || text[i] > 126)
-            return "0x" + std::to_string(code);
+        if (text[i] < 32 || text[i] > 126) return "0x" + std::to_string(code);
     return text;
 }
 
@@ -142,17 +140,17 @@ struct HostSession::Impl
     PIActionDescriptorData* descriptor(PIActionDescriptor d, const char* operation)
     {
         call(operation);
-        if (d != nullptr && descriptors.count(d) != 0)
-            return d;
-        event("used a descriptor the editor never made or already freed (" + std::string(operation) + ")");
+        if (d != nullptr && descriptors.count(d) != 0) return d;
+        event("used a descriptor the editor never made or already freed (" +
+              std::string(operation) + ")");
         return nullptr;
     }
     PIActionReferenceData* reference(PIActionReference r, const char* operation)
     {
         call(operation);
-        if (r != nullptr && references.count(r) != 0)
-            return r;
-        event("used a reference the editor never made or already freed (" + std::string(operation) + ")");
+        if (r != nullptr && references.count(r) != 0) return r;
+        event("used a reference the editor never made or already freed (" + std::string(operation) +
+              ")");
         return nullptr;
     }
 
@@ -169,16 +167,14 @@ struct HostSession::Impl
     std::string stringIDOf(DescriptorTypeID id) const
     {
         for (const auto& entry : stringIDs)
-            if (entry.second == id)
-                return entry.first;
+            if (entry.second == id) return entry.first;
         return codeText(id);
     }
 
     DescriptorTypeID idOf(const std::string& stringID)
     {
         auto found = stringIDs.find(stringID);
-        if (found != stringIDs.end())
-            return found->second;
+        if (found != stringIDs.end()) return found->second;
         DescriptorTypeID id = s_firstRuntimeID + DescriptorTypeID(stringIDs.size());
         stringIDs[stringID] = id;
         return id;
@@ -231,11 +227,9 @@ std::string suiteLabel(const char* name, int32_t version)
 SPErr acquireSuite(const char* name, int32_t version, const void** suite)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return kSPBadParameterError;
+    if (s == nullptr) return kSPBadParameterError;
     s->call("Basic.AcquireSuite");
-    if (name == nullptr || suite == nullptr)
-        return kSPBadParameterError;
+    if (name == nullptr || suite == nullptr) return kSPBadParameterError;
     *suite = nullptr;
     ++s->acquisitions[name];
     if (s->denied.count(name) != 0)
@@ -245,10 +239,8 @@ SPErr acquireSuite(const char* name, int32_t version, const void** suite)
     }
     const void* table = nullptr;
     for (const SuiteOffer& offer : s_offers)
-        if (strcmp(offer.name, name) == 0 && offer.version == version)
-            table = offer.table;
-    if (table == nullptr && s->offerAll)
-        table = s_inertSuite;
+        if (strcmp(offer.name, name) == 0 && offer.version == version) table = offer.table;
+    if (table == nullptr && s->offerAll) table = s_inertSuite;
     if (table == nullptr)
     {
         s->event("asked for the " + suiteLabel(name, version) + ": refused (not offered)");
@@ -263,11 +255,9 @@ SPErr acquireSuite(const char* name, int32_t version, const void** suite)
 SPErr releaseSuite(const char* name, int32_t version)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return kSPBadParameterError;
+    if (s == nullptr) return kSPBadParameterError;
     s->call("Basic.ReleaseSuite");
-    if (name == nullptr)
-        return kSPBadParameterError;
+    if (name == nullptr) return kSPBadParameterError;
     auto held = s->held.find(name);
     if (held == s->held.end() || held->second == 0)
     {
@@ -281,15 +271,13 @@ SPErr releaseSuite(const char* name, int32_t version)
 
 SPBoolean isEqual(const char* a, const char* b)
 {
-    if (s_session != nullptr)
-        s_session->call("Basic.IsEqual");
+    if (s_session != nullptr) s_session->call("Basic.IsEqual");
     return a != nullptr && b != nullptr && strcmp(a, b) == 0;
 }
 
 SPErr allocateBlock(size_t size, void** block)
 {
-    if (block == nullptr)
-        return kSPBadParameterError;
+    if (block == nullptr) return kSPBadParameterError;
     *block = malloc(size == 0 ? 1 : size);
     return *block != nullptr ? kSPNoError : kSPBadParameterError;
 }
@@ -302,16 +290,17 @@ SPErr freeBlock(void* block)
 
 SPErr reallocateBlock(void* block, size_t size, void** newBlock)
 {
-    if (newBlock == nullptr)
-        return kSPBadParameterError;
+    if (newBlock == nullptr) return kSPBadParameterError;
     void* moved = realloc(block, size == 0 ? 1 : size);
-    if (moved == nullptr)
-        return kSPBadParameterError;
+    if (moved == nullptr) return kSPBadParameterError;
     *newBlock = moved;
     return kSPNoError;
 }
 
-SPErr undefinedProcedure() { return kSPBadParameterError; }
+SPErr undefinedProcedure()
+{
+    return kSPBadParameterError;
+}
 
 // ---- Action control ---------------------------------------------------------
 
@@ -319,13 +308,10 @@ OSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
                   PIActionDescriptor descriptor, int32_t playOptions)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return hostParameterError;
-    if (result != nullptr)
-        *result = nullptr;
+    if (s == nullptr) return hostParameterError;
+    if (result != nullptr) *result = nullptr;
     PIActionDescriptorData* request = s->descriptor(descriptor, "Control.Play");
-    if (request == nullptr)
-        return hostParameterError;
+    if (request == nullptr) return hostParameterError;
     OSErr error;
     if (s->stringIDs.count("export3DModel") != 0 && event == s->stringIDs["export3DModel"])
         error = s->exportLayer(*request, playOptions);
@@ -336,31 +322,26 @@ OSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
         s->event("played " + s->stringIDOf(event) + ", an event this editor does not handle");
         error = hostEventNotHandled;
     }
-    if (error == 0 && result != nullptr)
-        *result = s->makeDescriptor();
+    if (error == 0 && result != nullptr) *result = s->makeDescriptor();
     return error;
 }
 
 OSErr controlGet(PIActionDescriptor* result, PIActionReference reference)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr || result == nullptr)
-        return hostParameterError;
+    if (s == nullptr || result == nullptr) return hostParameterError;
     *result = nullptr;
     PIActionReferenceData* r = s->reference(reference, "Control.Get");
-    if (r == nullptr)
-        return hostParameterError;
+    if (r == nullptr) return hostParameterError;
     return s->getLayer(*r, result);
 }
 
 OSErr controlStringIDToTypeID(char* stringID, DescriptorTypeID* typeID)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return hostParameterError;
+    if (s == nullptr) return hostParameterError;
     s->call("Control.StringIDToTypeID");
-    if (stringID == nullptr || typeID == nullptr)
-        return hostParameterError;
+    if (stringID == nullptr || typeID == nullptr) return hostParameterError;
     *typeID = s->idOf(stringID);
     return 0;
 }
@@ -372,11 +353,9 @@ const PIActionControlSuite s_controlSuite = {controlPlay, controlGet, controlStr
 OSErr referenceMake(PIActionReference* reference)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return hostParameterError;
+    if (s == nullptr) return hostParameterError;
     s->call("Reference.Make");
-    if (reference == nullptr)
-        return hostParameterError;
+    if (reference == nullptr) return hostParameterError;
     *reference = new PIActionReferenceData;
     s->references.insert(*reference);
     return 0;
@@ -385,11 +364,9 @@ OSErr referenceMake(PIActionReference* reference)
 OSErr referenceFree(PIActionReference reference)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return hostParameterError;
+    if (s == nullptr) return hostParameterError;
     PIActionReferenceData* r = s->reference(reference, "Reference.Free");
-    if (r == nullptr)
-        return hostParameterError;
+    if (r == nullptr) return hostParameterError;
     s->references.erase(r);
     delete r;
     return 0;
@@ -400,11 +377,9 @@ OSErr referencePut(PIActionReference reference, const char* operation, Descripto
                    DescriptorClassID desiredClass, Fill fill)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return hostParameterError;
+    if (s == nullptr) return hostParameterError;
     PIActionReferenceData* r = s->reference(reference, operation);
-    if (r == nullptr)
-        return hostParameterError;
+    if (r == nullptr) return hostParameterError;
     HostReferencePart part;
     part.form = form;
     part.desiredClass = desiredClass;
@@ -417,8 +392,7 @@ OSErr referenceGetForm(PIActionReference reference, DescriptorFormID* form)
 {
     HostSession::Impl* s = s_session;
     PIActionReferenceData* r = s ? s->reference(reference, "Reference.GetForm") : nullptr;
-    if (r == nullptr || form == nullptr || r->parts.empty())
-        return hostParameterError;
+    if (r == nullptr || form == nullptr || r->parts.empty()) return hostParameterError;
     *form = r->parts.front().form;
     return 0;
 }
@@ -427,22 +401,19 @@ OSErr referenceGetDesiredClass(PIActionReference reference, DescriptorClassID* d
 {
     HostSession::Impl* s = s_session;
     PIActionReferenceData* r = s ? s->reference(reference, "Reference.GetDesiredClass") : nullptr;
-    if (r == nullptr || desiredClass == nullptr || r->parts.empty())
-        return hostParameterError;
+    if (r == nullptr || desiredClass == nullptr || r->parts.empty()) return hostParameterError;
     *desiredClass = r->parts.front().desiredClass;
     return 0;
 }
 
 OSErr referencePutName(PIActionReference reference, DescriptorClassID desiredClass, char* name)
 {
-    if (name == nullptr)
-        return hostParameterError;
+    if (name == nullptr) return hostParameterError;
     return referencePut(reference, "Reference.PutName", formName, desiredClass,
                         [name](HostReferencePart& p) { p.name = name; });
 }
 
-OSErr referencePutIndex(PIActionReference reference, DescriptorClassID desiredClass,
-                        uint32_t index)
+OSErr referencePutIndex(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index)
 {
     return referencePut(reference, "Reference.PutIndex", formIndex, desiredClass,
                         [index](HostReferencePart& p) { p.index = index; });
@@ -481,21 +452,18 @@ OSErr referencePutProperty(PIActionReference reference, DescriptorClassID desire
 }
 
 const PIActionReferenceSuite s_referenceSuite = {
-    referenceMake,         referenceFree,          referenceGetForm,
-    referenceGetDesiredClass, referencePutName,    referencePutIndex,
-    referencePutIdentifier, referencePutOffset,    referencePutEnumerated,
-    referencePutProperty};
+    referenceMake,          referenceFree,       referenceGetForm,       referenceGetDesiredClass,
+    referencePutName,       referencePutIndex,   referencePutIdentifier, referencePutOffset,
+    referencePutEnumerated, referencePutProperty};
 
 // ---- Action descriptor ------------------------------------------------------
 
 OSErr descriptorMake(PIActionDescriptor* descriptor)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return hostParameterError;
+    if (s == nullptr) return hostParameterError;
     s->call("Descriptor.Make");
-    if (descriptor == nullptr)
-        return hostParameterError;
+    if (descriptor == nullptr) return hostParameterError;
     *descriptor = s->makeDescriptor();
     return 0;
 }
@@ -504,8 +472,7 @@ OSErr descriptorFree(PIActionDescriptor descriptor)
 {
     HostSession::Impl* s = s_session;
     PIActionDescriptorData* d = s ? s->descriptor(descriptor, "Descriptor.Free") : nullptr;
-    if (d == nullptr)
-        return hostParameterError;
+    if (d == nullptr) return hostParameterError;
     s->descriptors.erase(d);
     delete d;
     return 0;
@@ -522,12 +489,10 @@ const HostItem* itemOf(PIActionDescriptor descriptor, DescriptorKeyID key, const
     return d ? d->find(key) : nullptr;
 }
 
-OSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key,
-                        DescriptorTypeID* type)
+OSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorTypeID* type)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetType");
-    if (item == nullptr || type == nullptr)
-        return hostParameterError;
+    if (item == nullptr || type == nullptr) return hostParameterError;
     *type = item->type;
     return 0;
 }
@@ -535,8 +500,7 @@ OSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key,
 OSErr descriptorGetKey(PIActionDescriptor descriptor, uint32_t index, DescriptorKeyID* key)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.GetKey");
-    if (d == nullptr || key == nullptr || index >= d->items.size())
-        return hostParameterError;
+    if (d == nullptr || key == nullptr || index >= d->items.size()) return hostParameterError;
     *key = d->items[index].key;
     return 0;
 }
@@ -544,8 +508,7 @@ OSErr descriptorGetKey(PIActionDescriptor descriptor, uint32_t index, Descriptor
 OSErr descriptorHasKey(PIActionDescriptor descriptor, DescriptorKeyID key, Boolean* hasKey)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.HasKey");
-    if (d == nullptr || hasKey == nullptr)
-        return hostParameterError;
+    if (d == nullptr || hasKey == nullptr) return hostParameterError;
     *hasKey = d->find(key) != nullptr;
     return 0;
 }
@@ -553,8 +516,7 @@ OSErr descriptorHasKey(PIActionDescriptor descriptor, DescriptorKeyID key, Boole
 OSErr descriptorGetCount(PIActionDescriptor descriptor, uint32_t* count)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.GetCount");
-    if (d == nullptr || count == nullptr)
-        return hostParameterError;
+    if (d == nullptr || count == nullptr) return hostParameterError;
     *count = uint32_t(d->items.size());
     return 0;
 }
@@ -563,8 +525,7 @@ OSErr descriptorIsEqual(PIActionDescriptor descriptor, PIActionDescriptor other,
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.IsEqual");
     PIActionDescriptorData* o = d ? target(other, "Descriptor.IsEqual") : nullptr;
-    if (o == nullptr || equal == nullptr)
-        return hostParameterError;
+    if (o == nullptr || equal == nullptr) return hostParameterError;
     // Keys and types only: enough for a plug-in asking whether two requests match.
     bool same = d->items.size() == o->items.size();
     for (size_t i = 0; same && i < d->items.size(); ++i)
@@ -576,8 +537,7 @@ OSErr descriptorIsEqual(PIActionDescriptor descriptor, PIActionDescriptor other,
 OSErr descriptorErase(PIActionDescriptor descriptor, DescriptorKeyID key)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.Erase");
-    if (d == nullptr)
-        return hostParameterError;
+    if (d == nullptr) return hostParameterError;
     for (size_t i = 0; i < d->items.size(); ++i)
         if (d->items[i].key == key)
         {
@@ -590,8 +550,7 @@ OSErr descriptorErase(PIActionDescriptor descriptor, DescriptorKeyID key)
 OSErr descriptorClear(PIActionDescriptor descriptor)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.Clear");
-    if (d == nullptr)
-        return hostParameterError;
+    if (d == nullptr) return hostParameterError;
     d->items.clear();
     return 0;
 }
@@ -601,13 +560,11 @@ OSErr descriptorPut(PIActionDescriptor descriptor, DescriptorKeyID key, const ch
                     DescriptorTypeID type, Fill fill)
 {
     PIActionDescriptorData* d = target(descriptor, operation);
-    if (d == nullptr)
-        return hostParameterError;
+    if (d == nullptr) return hostParameterError;
     HostItem item;
     item.key = key;
     item.type = type;
-    if (!fill(item))
-        return hostParameterError;
+    if (!fill(item)) return hostParameterError;
     d->put(key, type) = item;
     return 0;
 }
@@ -641,8 +598,7 @@ OSErr descriptorPutString(PIActionDescriptor descriptor, DescriptorKeyID key, ch
     return descriptorPut(descriptor, key, "Descriptor.PutString", typeText,
                          [value](HostItem& item)
                          {
-                             if (value == nullptr)
-                                 return false;
+                             if (value == nullptr) return false;
                              item.text = value;
                              return true;
                          });
@@ -664,8 +620,7 @@ OSErr descriptorPutObject(PIActionDescriptor descriptor, DescriptorKeyID key,
                           DescriptorClassID type, PIActionDescriptor value)
 {
     PIActionDescriptorData* object = target(value, "Descriptor.PutObject");
-    if (object == nullptr)
-        return hostParameterError;
+    if (object == nullptr) return hostParameterError;
     // The value is copied: the plug-in frees its own descriptor afterwards.
     auto copy = std::make_shared<const PIActionDescriptorData>(*object);
     return descriptorPut(descriptor, key, "Descriptor.PutObject", typeObject,
@@ -700,8 +655,7 @@ OSErr descriptorPutReference(PIActionDescriptor descriptor, DescriptorKeyID key,
 {
     HostSession::Impl* s = s_session;
     PIActionReferenceData* r = s ? s->reference(value, "Descriptor.PutReference") : nullptr;
-    if (r == nullptr)
-        return hostParameterError;
+    if (r == nullptr) return hostParameterError;
     auto copy = std::make_shared<const PIActionReferenceData>(*r);
     return descriptorPut(descriptor, key, "Descriptor.PutReference", typeReference,
                          [copy](HostItem& item) { return item.reference = copy, true; });
@@ -726,7 +680,8 @@ OSErr descriptorPutAlias(PIActionDescriptor descriptor, DescriptorKeyID key, Han
     if (s == nullptr || value == nullptr || s->handles.count(value) == 0)
     {
         if (s != nullptr)
-            s->event("used a handle the editor never made or already disposed of (Descriptor.PutAlias)");
+            s->event(
+                "used a handle the editor never made or already disposed of (Descriptor.PutAlias)");
         return hostParameterError;
     }
     const std::vector<char>& bytes = s->handles[value]->bytes;
@@ -738,8 +693,7 @@ OSErr descriptorPutAlias(PIActionDescriptor descriptor, DescriptorKeyID key, Han
 OSErr descriptorGetInteger(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t* value)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetInteger");
-    if (item == nullptr || value == nullptr || item->type != typeInteger)
-        return hostParameterError;
+    if (item == nullptr || value == nullptr || item->type != typeInteger) return hostParameterError;
     *value = item->integer;
     return 0;
 }
@@ -747,8 +701,7 @@ OSErr descriptorGetInteger(PIActionDescriptor descriptor, DescriptorKeyID key, i
 OSErr descriptorGetFloat(PIActionDescriptor descriptor, DescriptorKeyID key, double* value)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetFloat");
-    if (item == nullptr || value == nullptr || item->type != typeFloat)
-        return hostParameterError;
+    if (item == nullptr || value == nullptr || item->type != typeFloat) return hostParameterError;
     *value = item->number;
     return 0;
 }
@@ -759,8 +712,7 @@ OSErr descriptorGetUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetUnitFloat");
     if (item == nullptr || value == nullptr || item->type != typeUnitFloat)
         return hostParameterError;
-    if (unit != nullptr)
-        *unit = item->classID;
+    if (unit != nullptr) *unit = item->classID;
     *value = item->number;
     return 0;
 }
@@ -769,8 +721,7 @@ OSErr descriptorGetStringLength(PIActionDescriptor descriptor, DescriptorKeyID k
                                 uint32_t* length)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetStringLength");
-    if (item == nullptr || length == nullptr || item->type != typeText)
-        return hostParameterError;
+    if (item == nullptr || length == nullptr || item->type != typeText) return hostParameterError;
     *length = uint32_t(item->text.size());
     return 0;
 }
@@ -787,27 +738,42 @@ OSErr descriptorGetString(PIActionDescriptor descriptor, DescriptorKeyID key, ch
     return 0;
 }
 
-const PIActionDescriptorSuite s_descriptorSuite = {
-    descriptorMake,          descriptorFree,           descriptorGetType,
-    descriptorGetKey,        descriptorHasKey,         descriptorGetCount,
-    descriptorIsEqual,       descriptorErase,          descriptorClear,
-    descriptorPutInteger,    descriptorPutFloat,       descriptorPutUnitFloat,
-    descriptorPutString,     descriptorPutBoolean,     descriptorPutList,
-    descriptorPutObject,     descriptorPutGlobalObject, descriptorPutEnumerated,
-    descriptorPutReference,  descriptorPutClass,       descriptorPutGlobalClass,
-    descriptorPutAlias,      descriptorGetInteger,     descriptorGetFloat,
-    descriptorGetUnitFloat,  descriptorGetStringLength, descriptorGetString};
+const PIActionDescriptorSuite s_descriptorSuite = {descriptorMake,
+                                                   descriptorFree,
+                                                   descriptorGetType,
+                                                   descriptorGetKey,
+                                                   descriptorHasKey,
+                                                   descriptorGetCount,
+                                                   descriptorIsEqual,
+                                                   descriptorErase,
+                                                   descriptorClear,
+                                                   descriptorPutInteger,
+                                                   descriptorPutFloat,
+                                                   descriptorPutUnitFloat,
+                                                   descriptorPutString,
+                                                   descriptorPutBoolean,
+                                                   descriptorPutList,
+                                                   descriptorPutObject,
+                                                   descriptorPutGlobalObject,
+                                                   descriptorPutEnumerated,
+                                                   descriptorPutReference,
+                                                   descriptorPutClass,
+                                                   descriptorPutGlobalClass,
+                                                   descriptorPutAlias,
+                                                   descriptorGetInteger,
+                                                   descriptorGetFloat,
+                                                   descriptorGetUnitFloat,
+                                                   descriptorGetStringLength,
+                                                   descriptorGetString};
 
 // ---- Handles and aliases ----------------------------------------------------
 
 Handle handleNew(int32_t size)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return nullptr;
+    if (s == nullptr) return nullptr;
     s->call("Handle.New");
-    if (size < 0 || size > s_maxHandleSize)
-        return nullptr;
+    if (size < 0 || size > s_maxHandleSize) return nullptr;
     std::vector<char> zeros(size_t(size) + 1, 0);
     return s->newHandle(zeros.data(), size_t(size));
 }
@@ -815,11 +781,9 @@ Handle handleNew(int32_t size)
 void handleDispose(Handle h)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return;
+    if (s == nullptr) return;
     s->call("Handle.Dispose");
-    if (h == nullptr)
-        return;
+    if (h == nullptr) return;
     if (s->handles.erase(h) == 0)
         s->event("used a handle the editor never made or already disposed of (Handle.Dispose)");
 }
@@ -827,11 +791,9 @@ void handleDispose(Handle h)
 SPErr aliasFromCString(const char* path, AliasHandle* alias)
 {
     HostSession::Impl* s = s_session;
-    if (s == nullptr)
-        return kSPBadParameterError;
+    if (s == nullptr) return kSPBadParameterError;
     s->call("Alias.MacNewAliasFromCString");
-    if (path == nullptr || alias == nullptr)
-        return kSPBadParameterError;
+    if (path == nullptr || alias == nullptr) return kSPBadParameterError;
     *alias = s->newHandle(path, strlen(path) + 1);
     return kSPNoError;
 }
@@ -847,15 +809,13 @@ OSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, int3
     HostExportRequest asked;
     asked.playOptions = playOptions;
     const HostItem* file = request.find(keyFileReference);
-    if (file != nullptr && file->type == typeAlias)
-        asked.path = file->text;
+    if (file != nullptr && file->type == typeAlias) asked.path = file->text;
     for (auto choice : {std::make_pair("keyEcmaChoice", &asked.ecmaChoice),
                         std::make_pair("keyFormatChoice", &asked.formatChoice)})
     {
         auto id = stringIDs.find(choice.first);
         const HostItem* item = id == stringIDs.end() ? nullptr : request.find(id->second);
-        if (item != nullptr && item->type == typeInteger)
-            *choice.second = item->integer;
+        if (item != nullptr && item->type == typeInteger) *choice.second = item->integer;
     }
     exports.push_back(asked);
     HostExportRequest& made = exports.back();
@@ -925,11 +885,10 @@ OSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
             return hostNoSuchObject;
         }
     }
-    std::string what = property == 0 ? "asked for the target layer"
-                                     : "asked for property " + codeText(property) +
-                                           " of the target layer";
-    if (property == keyName)
-        what = "asked for the name of the target layer";
+    std::string what = property == 0
+                           ? "asked for the target layer"
+                           : "asked for property " + codeText(property) + " of the target layer";
+    if (property == keyName) what = "asked for the name of the target layer";
     if (!targetLayer || !document.hasLayer)
     {
         event(what + ": the document has no layer");
@@ -952,29 +911,52 @@ OSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
 HostSession::HostSession(HostDocument document) : m_impl(std::make_unique<Impl>())
 {
     m_impl->document = std::move(document);
-    m_impl->basic = {acquireSuite,    releaseSuite,    isEqual,           allocateBlock,
-                     freeBlock,       reallocateBlock, undefinedProcedure};
+    m_impl->basic = {acquireSuite, releaseSuite,    isEqual,           allocateBlock,
+                     freeBlock,    reallocateBlock, undefinedProcedure};
     s_session = m_impl.get();
 }
 
 HostSession::~HostSession()
 {
-    if (s_session == m_impl.get())
-        s_session = nullptr;
+    if (s_session == m_impl.get()) s_session = nullptr;
 }
 
-SPBasicSuite* HostSession::basicSuite() { return &m_impl->basic; }
-void HostSession::denySuite(const std::string& name) { m_impl->denied.insert(name); }
-void HostSession::offerEverySuite() { m_impl->offerAll = true; }
-const HostDocument& HostSession::document() const { return m_impl->document; }
-const std::vector<std::string>& HostSession::events() const { return m_impl->events; }
-const std::vector<std::string>& HostSession::calls() const { return m_impl->calls; }
-const std::vector<HostExportRequest>& HostSession::exports() const { return m_impl->exports; }
+SPBasicSuite* HostSession::basicSuite()
+{
+    return &m_impl->basic;
+}
+void HostSession::denySuite(const std::string& name)
+{
+    m_impl->denied.insert(name);
+}
+void HostSession::offerEverySuite()
+{
+    m_impl->offerAll = true;
+}
+const HostDocument& HostSession::document() const
+{
+    return m_impl->document;
+}
+const std::vector<std::string>& HostSession::events() const
+{
+    return m_impl->events;
+}
+const std::vector<std::string>& HostSession::calls() const
+{
+    return m_impl->calls;
+}
+const std::vector<HostExportRequest>& HostSession::exports() const
+{
+    return m_impl->exports;
+}
 const std::map<std::string, int>& HostSession::acquisitions() const
 {
     return m_impl->acquisitions;
 }
-const std::map<std::string, int>& HostSession::heldSuites() const { return m_impl->held; }
+const std::map<std::string, int>& HostSession::heldSuites() const
+{
+    return m_impl->held;
+}
 
 size_t HostSession::liveObjects() const
 {

@@ -47,13 +47,12 @@ struct Options
 
 void usage(FILE* out)
 {
-    fprintf(out,
-            "usage: tiv-host [--plugin PATH] [--layer NAME] [--model FILE.obj] [--not-3d]\n"
-            "                [--deny-suite NAME]... [--caller TEXT] [--selector TEXT]\n"
-            "                [--exchange FOLDER]\n"
-            "Runs an automation plug-in on a document whose current layer is NAME (default\n"
-            "\"Sphere\", a textured sphere), then prints what the plug-in asked and what it\n"
-            "left in the exchange folder (default: the build's sandbox).\n");
+    fprintf(out, "usage: tiv-host [--plugin PATH] [--layer NAME] [--model FILE.obj] [--not-3d]\n"
+                 "                [--deny-suite NAME]... [--caller TEXT] [--selector TEXT]\n"
+                 "                [--exchange FOLDER]\n"
+                 "Runs an automation plug-in on a document whose current layer is NAME (default\n"
+                 "\"Sphere\", a textured sphere), then prints what the plug-in asked and what it\n"
+                 "left in the exchange folder (default: the build's sandbox).\n");
 }
 
 bool parseOptions(int argc, char** argv, Options& options)
@@ -63,8 +62,7 @@ bool parseOptions(int argc, char** argv, Options& options)
         std::string arg = argv[i];
         auto value = [&](std::string& into)
         {
-            if (i + 1 >= argc)
-                return false;
+            if (i + 1 >= argc) return false;
             into = argv[++i];
             return true;
         };
@@ -159,8 +157,7 @@ Snapshot snapshot(const std::string& root)
     for (; !ec && it != end; it.increment(ec))
     {
         std::error_code ignored;
-        if (!it->is_regular_file(ignored))
-            continue;
+        if (!it->is_regular_file(ignored)) continue;
         std::string relative = fs::relative(it->path(), root, ignored).string();
         files[relative] = {it->file_size(ignored), it->last_write_time(ignored)};
     }
@@ -180,11 +177,10 @@ void printChanges(const std::string& root, const Snapshot& before, const Snapsho
     for (const auto& entry : after)
     {
         auto old = before.find(entry.first);
-        const char* change = old == before.end()                    ? "new     "
+        const char* change = old == before.end()                     ? "new     "
                              : old->second.time != entry.second.time ? "written "
-                                                                    : nullptr;
-        if (change == nullptr)
-            continue;
+                                                                     : nullptr;
+        if (change == nullptr) continue;
         any = true;
         printf("  %s %s (%s)\n", change, entry.first.c_str(), sizeText(entry.second.size).c_str());
         std::string name = fs::path(entry.first).filename().string();
@@ -196,8 +192,7 @@ void printChanges(const std::string& root, const Snapshot& before, const Snapsho
                 printf("             | %s\n", line.c_str());
         }
     }
-    if (!any)
-        printf("  nothing changed\n");
+    if (!any) printf("  nothing changed\n");
 }
 
 // ---- The sculpting application's stand-in ----------------------------------
@@ -216,8 +211,7 @@ std::string configuredApplication(const std::string& root)
         key.erase(0, key.find_first_not_of(" \t"));
         for (char& c : key)
             c = char(toupper((unsigned char)c));
-        if (equal == std::string::npos || key != "PATH")
-            continue;
+        if (equal == std::string::npos || key != "PATH") continue;
         std::string value = line.substr(equal + 1);
         value.erase(0, value.find_first_not_of(" \t"));
         value.erase(value.find_last_not_of(" \t\r") + 1);
@@ -248,8 +242,7 @@ void printSummary(const std::string& summaryFile)
     printf("\nSculpting application\n");
     if (!fs::exists(summaryFile, ec))
     {
-        printf("  no report from it within %d s (%s)\n", s_summaryWaitSeconds,
-               summaryFile.c_str());
+        printf("  no report from it within %d s (%s)\n", s_summaryWaitSeconds, summaryFile.c_str());
         return;
     }
     std::istringstream lines(readSmallFile(summaryFile, 1 << 20));
@@ -304,8 +297,7 @@ int main(int argc, char** argv)
     std::string application = configuredApplication(options.exchange);
     std::string summaryFile = application.empty() ? std::string() : summaryFileOf(application);
     std::error_code ec;
-    if (!summaryFile.empty())
-        fs::remove(summaryFile, ec);
+    if (!summaryFile.empty()) fs::remove(summaryFile, ec);
 
     HostSession host(document);
     for (const std::string& name : options.deniedSuites)
@@ -327,11 +319,9 @@ int main(int argc, char** argv)
 
     Snapshot before = snapshot(options.exchange);
     PIActionParameters parameters = {plugInDialogDisplay, 0, nullptr};
-    PSActionsPlugInMessage message = {{kSPCheck, nullptr, nullptr, host.basicSuite()},
-                                      &parameters};
+    PSActionsPlugInMessage message = {{kSPCheck, nullptr, nullptr, host.basicSuite()}, &parameters};
     std::string folderBefore = currentFolder();
-    printf("\nAutoPluginMain(\"%s\", \"%s\")\n", options.caller.c_str(),
-           options.selector.c_str());
+    printf("\nAutoPluginMain(\"%s\", \"%s\")\n", options.caller.c_str(), options.selector.c_str());
     fflush(stdout);
     auto start = std::chrono::steady_clock::now();
     SPErr result = entry(options.caller.c_str(), options.selector.c_str(), &message);
@@ -341,14 +331,12 @@ int main(int argc, char** argv)
     size_t eventsDuringRun = host.events().size();
     for (const std::string& event : host.events())
         printf("  - %s\n", event.c_str());
-    if (host.calls().empty())
-        printf("  (the plug-in asked nothing of the editor)\n");
+    if (host.calls().empty()) printf("  (the plug-in asked nothing of the editor)\n");
     printf("  returned %s after %.1f s\n", codeText(result).c_str(), seconds);
     if (folderAfter == folderBefore)
         printf("  working folder unchanged: %s\n", folderAfter.c_str());
     else
-        printf("  working folder CHANGED: %s -> %s\n", folderBefore.c_str(),
-               folderAfter.c_str());
+        printf("  working folder CHANGED: %s -> %s\n", folderBefore.c_str(), folderAfter.c_str());
 
     dlclose(module);
     printf("\nUnloading the plug-in\n");

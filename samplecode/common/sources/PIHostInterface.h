@@ -112,12 +112,10 @@ struct PIActionReferenceSuite
     OSErr (*GetForm)(PIActionReference reference, DescriptorFormID* form);
     OSErr (*GetDesiredClass)(PIActionReference reference, DescriptorClassID* desiredClass);
     OSErr (*PutName)(PIActionReference reference, DescriptorClassID desiredClass, char* name);
-    OSErr (*PutIndex)(PIActionReference reference, DescriptorClassID desiredClass,
-                      uint32_t index);
+    OSErr (*PutIndex)(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index);
     OSErr (*PutIdentifier)(PIActionReference reference, DescriptorClassID desiredClass,
                            uint32_t identifier);
-    OSErr (*PutOffset)(PIActionReference reference, DescriptorClassID desiredClass,
-                       int32_t offset);
+    OSErr (*PutOffset)(PIActionReference reference, DescriptorClassID desiredClass, int32_t offset);
     OSErr (*PutEnumerated)(PIActionReference reference, DescriptorClassID desiredClass,
                            DescriptorEnumTypeID type, DescriptorEnumID value);
     OSErr (*PutProperty)(PIActionReference reference, DescriptorClassID desiredClass,
@@ -140,8 +138,8 @@ struct PIActionDescriptorSuite
     OSErr (*Clear)(PIActionDescriptor descriptor);
     OSErr (*PutInteger)(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t value);
     OSErr (*PutFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, double value);
-    OSErr (*PutUnitFloat)(PIActionDescriptor descriptor, DescriptorKeyID key,
-                          DescriptorUnitID unit, double value);
+    OSErr (*PutUnitFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorUnitID unit,
+                          double value);
     OSErr (*PutString)(PIActionDescriptor descriptor, DescriptorKeyID key, char* cstrValue);
     OSErr (*PutBoolean)(PIActionDescriptor descriptor, DescriptorKeyID key, Boolean value);
     OSErr (*PutList)(PIActionDescriptor descriptor, DescriptorKeyID key, PIActionList value);
@@ -153,8 +151,7 @@ struct PIActionDescriptorSuite
                            DescriptorEnumTypeID type, DescriptorEnumID value);
     OSErr (*PutReference)(PIActionDescriptor descriptor, DescriptorKeyID key,
                           PIActionReference value);
-    OSErr (*PutClass)(PIActionDescriptor descriptor, DescriptorKeyID key,
-                      DescriptorClassID value);
+    OSErr (*PutClass)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorClassID value);
     OSErr (*PutGlobalClass)(PIActionDescriptor descriptor, DescriptorKeyID key,
                             DescriptorClassID value);
     OSErr (*PutAlias)(PIActionDescriptor descriptor, DescriptorKeyID key, Handle value);

@@ -37,8 +37,7 @@ struct HeldPlayback
 
     static void freeDescriptor(PIActionDescriptor& d)
     {
-        if (d == nullptr)
-            return;
+        if (d == nullptr) return;
         PIActionDescriptor held = d;
         d = nullptr;
         sPSActionDescriptor->Free(held);
@@ -80,21 +79,19 @@ SPErr playLayerEvent(DescriptorEventID event)
         {
             SPErr error = sPSActionReference->Make(&held.reference);
             if (error == kSPNoError)
-                error = sPSActionReference->PutEnumerated(held.reference, classLayer,
-                                                          typeOrdinal, enumTarget);
-            if (error == kSPNoError)
-                error = sPSActionDescriptor->Make(&held.descriptor);
+                error = sPSActionReference->PutEnumerated(held.reference, classLayer, typeOrdinal,
+                                                          enumTarget);
+            if (error == kSPNoError) error = sPSActionDescriptor->Make(&held.descriptor);
             if (error == kSPNoError)
                 error =
                     sPSActionDescriptor->PutReference(held.descriptor, keyTarget, held.reference);
-            if (error == kSPNoError)
-                error = sPSActionDescriptor->Make(&held.object);
+            if (error == kSPNoError) error = sPSActionDescriptor->Make(&held.object);
             char newName[] = "renomage";
             if (error == kSPNoError)
                 error = sPSActionDescriptor->PutString(held.object, keyName, newName);
             if (error == kSPNoError)
-                error = sPSActionDescriptor->PutObject(held.descriptor, keyTo, classLayer,
-                                                       held.object);
+                error =
+                    sPSActionDescriptor->PutObject(held.descriptor, keyTo, classLayer, held.object);
             if (error == kSPNoError)
                 error = sPSActionControl->Play(&held.result, event, held.descriptor,
                                                plugInDialogSilent);
@@ -110,21 +107,17 @@ SPErr Playexport3DModel(char* path, int format)
         {
             DescriptorTypeID ecmaKey = 0, formatKey = 0, event = 0;
             SPErr error = sPSActionDescriptor->Make(&held.descriptor);
-            if (error == kSPNoError)
-                error = FullPathToAlias(path, held.alias);
+            if (error == kSPNoError) error = FullPathToAlias(path, held.alias);
             if (error == kSPNoError)
                 error =
                     sPSActionDescriptor->PutAlias(held.descriptor, keyFileReference, held.alias);
-            if (error == kSPNoError)
-                error = typeIDOf("keyEcmaChoice", ecmaKey);
+            if (error == kSPNoError) error = typeIDOf("keyEcmaChoice", ecmaKey);
             if (error == kSPNoError)
                 error = sPSActionDescriptor->PutInteger(held.descriptor, ecmaKey, 1);
-            if (error == kSPNoError)
-                error = typeIDOf("keyFormatChoice", formatKey);
+            if (error == kSPNoError) error = typeIDOf("keyFormatChoice", formatKey);
             if (error == kSPNoError)
                 error = sPSActionDescriptor->PutInteger(held.descriptor, formatKey, format);
-            if (error == kSPNoError)
-                error = typeIDOf("export3DModel", event);
+            if (error == kSPNoError) error = typeIDOf("export3DModel", event);
             if (error == kSPNoError)
                 error = sPSActionControl->Play(&held.result, event, held.descriptor,
                                                plugInDialogSilent);
@@ -132,9 +125,15 @@ SPErr Playexport3DModel(char* path, int format)
         });
 }
 
-SPErr PlayeventGet() { return playLayerEvent(eventGet); }
+SPErr PlayeventGet()
+{
+    return playLayerEvent(eventGet);
+}
 
-SPErr PlayeventSet() { return playLayerEvent(eventSet); }
+SPErr PlayeventSet()
+{
+    return playLayerEvent(eventSet);
+}
 
 SPErr PlayJavaScript(const QDString&, QDString& result)
 {

@@ -5,10 +5,8 @@
 SPErr FullPathToAlias(const char* path, Handle& alias)
 {
     alias = nullptr;
-    if (path == nullptr)
-        return kSPBadParameterError;
+    if (path == nullptr) return kSPBadParameterError;
     SPErr error = sPSAlias->MacNewAliasFromCString(path, &alias);
-    if (error != kSPNoError)
-        alias = nullptr;
+    if (error != kSPNoError) alias = nullptr;
     return error;
 }

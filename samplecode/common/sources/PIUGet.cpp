@@ -37,10 +37,8 @@ SPErr getInfo(DescriptorClassID desiredClass, DescriptorKeyID desiredKey, void* 
     if (error == kSPNoError)
         error = sPSActionReference->PutEnumerated(held.reference, desiredClass, typeOrdinal,
                                                   enumTarget);
-    if (error == kSPNoError)
-        error = sPSActionControl->Get(&held.result, held.reference);
-    if (error != kSPNoError)
-        return error;
+    if (error == kSPNoError) error = sPSActionControl->Get(&held.result, held.reference);
+    if (error != kSPNoError) return error;
     if (desiredKey == 0)
     {
         *static_cast<PIActionDescriptor*>(data) = held.result;
@@ -54,8 +52,7 @@ SPErr getInfo(DescriptorClassID desiredClass, DescriptorKeyID desiredKey, void* 
 SPErr PIUGetInfo(DescriptorClassID desiredClass, DescriptorKeyID desiredKey, void* data,
                  uint32_t* dataSize)
 {
-    if (data == nullptr)
-        return kSPBadParameterError;
+    if (data == nullptr) return kSPBadParameterError;
     HeldQuery held;
     SPErr error;
     try
@@ -71,22 +68,18 @@ SPErr PIUGetInfo(DescriptorClassID desiredClass, DescriptorKeyID desiredKey, voi
     return error;
 }
 
-SPErr PIUGetSingleItemFromDescriptor(PIActionDescriptor descriptor, DescriptorKeyID key,
-                                     void* data, uint32_t* dataSize)
+SPErr PIUGetSingleItemFromDescriptor(PIActionDescriptor descriptor, DescriptorKeyID key, void* data,
+                                     uint32_t* dataSize)
 {
-    if (descriptor == nullptr || data == nullptr)
-        return kSPBadParameterError;
+    if (descriptor == nullptr || data == nullptr) return kSPBadParameterError;
     DescriptorTypeID type = 0;
     SPErr error = sPSActionDescriptor->GetType(descriptor, key, &type);
-    if (error != kSPNoError)
-        return error;
-    if (type != typeText || dataSize == nullptr)
-        return kSPBadParameterError;
+    if (error != kSPNoError) return error;
+    if (type != typeText || dataSize == nullptr) return kSPBadParameterError;
 
     uint32_t capacity = *dataSize;
     error = sPSActionDescriptor->GetStringLength(descriptor, key, dataSize);
-    if (error == kSPNoError && *dataSize > capacity)
-        error = kSPBadParameterError;
+    if (error == kSPNoError && *dataSize > capacity) error = kSPBadParameterError;
     // A capacity check of length against capacity, then a copy of length + 1:
     // callers keep one spare byte beyond the capacity they announce.
     if (error == kSPNoError)

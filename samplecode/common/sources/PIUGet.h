@@ -12,5 +12,5 @@ SPErr PIUGetInfo(DescriptorClassID desiredClass, DescriptorKeyID desiredKey, voi
 // Reads one item of a descriptor by key. Text arrives zero-terminated, and only
 // when its length fits the capacity in *dataSize; otherwise the buffer is left
 // untouched and the result is 'Parm'.
-SPErr PIUGetSingleItemFromDescriptor(PIActionDescriptor descriptor, DescriptorKeyID key,
-                                     void* data, uint32_t* dataSize);
+SPErr PIUGetSingleItemFromDescriptor(PIActionDescriptor descriptor, DescriptorKeyID key, void* data,
+                                     uint32_t* dataSize);

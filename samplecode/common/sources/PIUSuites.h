@@ -21,8 +21,7 @@ public:
 
     const T* operator->()
     {
-        if (m_suite == nullptr)
-            AcquireSuite();
+        if (m_suite == nullptr) AcquireSuite();
         return m_suite;
     }
 
@@ -41,14 +40,12 @@ public:
 private:
     void AcquireSuite()
     {
-        if (sSPBasic == nullptr)
-            throw uint32_t(kSPBadParameterError);
+        if (sSPBasic == nullptr) throw uint32_t(kSPBadParameterError);
         // Acquired into a local so that a host that fails but still writes the
         // pointer leaves this suite unacquired, and tried again next time.
         const void* suite = nullptr;
         m_error = sSPBasic->AcquireSuite(m_name, m_version, &suite);
-        if (m_error != kSPNoError)
-            throw uint32_t(m_error);
+        if (m_error != kSPNoError) throw uint32_t(m_error);
         if (suite == nullptr)
         {
             // Reported as acquired but unusable: calling through it would crash.
