@@ -76,9 +76,11 @@ std::string describeMesh(const std::string& tivPath)
     const BBox& box = mesh.getBBox();
     if (box.isInitialized())
     {
+        // Adding 0 turns a negated zero into a plain one: "-0.000" reads as a fault.
+        const QDVector3f &lo = box.getMin(), &hi = box.getMax();
         snprintf(text, sizeof(text), "  bounding box: (%.3f, %.3f, %.3f) to (%.3f, %.3f, %.3f)\n",
-                 box.getMin().x(), box.getMin().y(), box.getMin().z(), box.getMax().x(),
-                 box.getMax().y(), box.getMax().z());
+                 lo.x() + 0.0f, lo.y() + 0.0f, lo.z() + 0.0f, hi.x() + 0.0f, hi.y() + 0.0f,
+                 hi.z() + 0.0f);
         out += text;
     }
     return out;
