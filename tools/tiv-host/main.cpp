@@ -331,7 +331,8 @@ int main(int argc, char** argv)
     size_t eventsDuringRun = host.events().size();
     for (const std::string& event : host.events())
         printf("  - %s\n", event.c_str());
-    if (host.calls().empty()) printf("  (the plug-in asked nothing of the editor)\n");
+    // Comparing the caller and selector is no request: it makes no event.
+    if (host.events().empty()) printf("  (the plug-in asked nothing of the editor)\n");
     printf("  returned %s after %.1f s\n", codeText(result).c_str(), seconds);
     if (folderAfter == folderBefore)
         printf("  working folder unchanged: %s\n", folderAfter.c_str());
