@@ -1,5 +1,6 @@
 #include "HostSession.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -841,6 +842,7 @@ OSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, int3
     }
     HostExport written;
     std::string error;
+    auto start = std::chrono::steady_clock::now();
     if (!exportModel(document.model, asked.path, written, error))
     {
         event(what + ": could not write " + error);
@@ -848,8 +850,11 @@ OSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, int3
     }
     made.written = true;
     auto name = [](const std::string& path) { return path.substr(path.rfind('/') + 1); };
-    event(what + ": wrote " + std::to_string(written.faceCount) + " triangles, with " +
-          name(written.mtlPath) + " and " + name(written.texturePath));
+    char seconds[32];
+    snprintf(seconds, sizeof(seconds), "%.2f s",
+             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    event(what + ": wrote " + std::to_string(written.faceCount) + " triangles in " + seconds +
+          ", with " + name(written.mtlPath) + " and " + name(written.texturePath));
     return 0;
 }
 

@@ -13,6 +13,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -348,6 +349,10 @@ int main(int argc, char** argv)
         stillHeld += held.second;
     printf("  suites still held: %d; descriptors, references and handles not given back: %zu\n",
            stillHeld, host.liveObjects());
+
+    struct rusage usage;
+    if (getrusage(RUSAGE_SELF, &usage) == 0)
+        printf("  peak memory of the editor with the plug-in: %ld MiB\n", usage.ru_maxrss / 1024);
 
     printChanges(options.exchange, before, snapshot(options.exchange));
 
