@@ -83,6 +83,21 @@ inline bool waitForFile(const std::string& path, int seconds = 30)
     return true;
 }
 
+// A record that a detached stand-in appends to: its content once it matches,
+// or as it stands when the wait runs out.
+inline std::string waitForContent(const std::string& path, const std::string& expected,
+                                  int seconds = 30)
+{
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    std::string content = readBytes(path);
+    while (content != expected && std::chrono::steady_clock::now() < deadline)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        content = readBytes(path);
+    }
+    return content;
+}
+
 struct ProcessResult
 {
     int exitCode = -1;

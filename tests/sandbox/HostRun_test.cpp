@@ -65,7 +65,7 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
               "    bounding box: (-10.000, -20.000, -15.000) to (10.000, 0.000, 5.000)");
     EXPECT_EQ(readBytes(morvelFolder() + "/Tiv_ObjectList.txt"), project + "/Sphere\n");
     EXPECT_EQ(readBytes(morvelFolder() + "/Tiv_Application.txt"), "Photoshop");
-    EXPECT_EQ(readBytes(launcherArguments()), "\n");
+    EXPECT_EQ(waitForContent(launcherArguments(), "\n"), "\n");
     EXPECT_EQ(readBytes(morvelArguments()), scriptFolder() + "/Tiv_LoadTextures.mvs\n");
 
     // The OBJ of the first send is in place now: the layer counts as a return,
@@ -77,7 +77,7 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     EXPECT_TRUE(has(second.output, "Sphere.tiv: 11904 vertices, 3968 faces")) << second.output;
     EXPECT_EQ(lastLine(second.output),
               "    bounding box: (-20.000, -40.000, -30.000) to (20.000, 0.000, 10.000)");
-    EXPECT_EQ(readBytes(launcherArguments()), "\n\n");
+    EXPECT_EQ(waitForContent(launcherArguments(), "\n\n"), "\n\n");
 }
 
 TEST_F(HostRun, FlatLayerShowsTheMessageAndTidiesTheProjectFolder)
