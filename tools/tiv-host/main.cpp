@@ -356,7 +356,9 @@ int main(int argc, char** argv)
 
     printChanges(options.exchange, before, snapshot(options.exchange));
 
-    bool exportPlayed = !host.exports().empty();
+    // Only a run that got past the export and was not cut short by an error
+    // goes on to the sculpting application.
+    bool exportPlayed = !host.exports().empty() && result == kSPNoError;
     if (exportPlayed && !summaryFile.empty())
         printSummary(summaryFile);
     else if (exportPlayed)
