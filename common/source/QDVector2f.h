@@ -4,11 +4,13 @@
 class QDVector2f
 {
 public:
-    QDVector2f() : m_x(0.0f), m_y(0.0f) {}
-    QDVector2f(float x, float y) : m_x(x), m_y(y) {}
+    static const QDVector2f m_zero;
 
-    float x() const { return m_x; }
-    float y() const { return m_y; }
+    constexpr QDVector2f() : m_x(0.0f), m_y(0.0f) {}
+    constexpr QDVector2f(float x, float y) : m_x(x), m_y(y) {}
+
+    constexpr float x() const { return m_x; }
+    constexpr float y() const { return m_y; }
     float& x() { return m_x; }
     float& y() { return m_y; }
 

@@ -7,15 +7,18 @@
 class QDVector3f
 {
 public:
-    static const QDVector3f s_xAxis, s_yAxis, s_zAxis;
+    // Constant-initialised (constexpr constructors), so they are ready before
+    // any other static initialiser could read them.
+    static const QDVector3f m_zero;
+    static const QDVector3f m_axis[3];
 
-    QDVector3f() : m_x(0.0f), m_y(0.0f), m_z(0.0f) {}
-    QDVector3f(float x, float y, float z) : m_x(x), m_y(y), m_z(z) {}
-    explicit QDVector3f(const QDVector2f& v) : m_x(v.x()), m_y(v.y()), m_z(0.0f) {}
+    constexpr QDVector3f() : m_x(0.0f), m_y(0.0f), m_z(0.0f) {}
+    constexpr QDVector3f(float x, float y, float z) : m_x(x), m_y(y), m_z(z) {}
+    constexpr explicit QDVector3f(const QDVector2f& v) : m_x(v.x()), m_y(v.y()), m_z(0.0f) {}
 
-    float x() const { return m_x; }
-    float y() const { return m_y; }
-    float z() const { return m_z; }
+    constexpr float x() const { return m_x; }
+    constexpr float y() const { return m_y; }
+    constexpr float z() const { return m_z; }
     float& x() { return m_x; }
     float& y() { return m_y; }
     float& z() { return m_z; }
@@ -26,17 +29,16 @@ public:
         m_z = z;
     }
 
-    bool operator!=(const QDVector3f& b) const { return m_x != b.m_x || m_y != b.m_y || m_z != b.m_z; }
+    bool operator!=(const QDVector3f& b) const
+    {
+        return m_x != b.m_x || m_y != b.m_y || m_z != b.m_z;
+    }
     bool operator<(const QDVector3f& b) const
     {
-        if (m_x < b.m_x)
-            return true;
-        if (b.m_x < m_x)
-            return false;
-        if (m_y < b.m_y)
-            return true;
-        if (b.m_y < m_y)
-            return false;
+        if (m_x < b.m_x) return true;
+        if (b.m_x < m_x) return false;
+        if (m_y < b.m_y) return true;
+        if (b.m_y < m_y) return false;
         return m_z < b.m_z;
     }
     int compareEps(const QDVector3f& b, float eps) const;

@@ -1,0 +1,70 @@
+#include "QDIndexedSort.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <random>
+
+namespace
+{
+bool isPermutation(const QDArray<int>& order, int n)
+{
+    std::vector<int> sorted(order.begin(), order.end()), identity(static_cast<std::size_t>(n));
+    std::sort(sorted.begin(), sorted.end());
+    std::iota(identity.begin(), identity.end(), 0);
+    return sorted == identity;
+}
+
+// Calls every value smaller than every other, itself included.
+struct AlwaysLess
+{
+    int operator()(const int&, const int&) const { return -1; }
+};
+} // namespace
+
+TEST(QDIndexedSort, ValuesAscendingThenIndices)
+{
+    std::mt19937 random(7);
+    for (int n : {0, 1, 17, 4099})
+    {
+        QDArray<int> values, order(5, 42);
+        for (int i = 0; i < n; ++i)
+            values.push_back(int(random() % 20));
+        indexedSort(order, values);
+        ASSERT_TRUE(isPermutation(order, n));
+        for (int k = 1; k < n; ++k)
+            ASSERT_TRUE(values[order[k - 1]] < values[order[k]] ||
+                        (values[order[k - 1]] == values[order[k]] && order[k - 1] < order[k]));
+    }
+    // Within eps is a tie, broken by index; beyond it the next component decides.
+    QDArray<QDVector3f> points;
+    for (QDVector3f p : {QDVector3f(2, 0, 0), QDVector3f(1.05f, 9, 0), QDVector3f(1, 0, 0),
+                         QDVector3f(1.02f, 0.02f, 0)})
+        points.push_back(p);
+    QDArray<int> order;
+    QDVector3f::indexedSort(order, points, 0.1f);
+    EXPECT_EQ(std::vector<int>(order.begin(), order.end()), (std::vector<int>{2, 3, 1, 0}));
+}
+
+// Chains of near positions, NaN and a comparator with no order at all: still
+// a permutation, and no read outside the array (the sanitizer build checks).
+TEST(QDIndexedSort, InconsistentComparisonsStayInBounds)
+{
+    std::mt19937 random(11);
+    std::uniform_real_distribution<float> coordinate(0.0f, 0.5f);
+    QDArray<QDVector3f> chain;
+    for (int i = 0; i < 20000; ++i)
+        chain.push_back(
+            QDVector3f(coordinate(random),
+                       i % 7 ? coordinate(random) : std::numeric_limits<float>::quiet_NaN(),
+                       coordinate(random)));
+    QDArray<int> order;
+    QDVector3f::indexedSort(order, chain, 0.05f);
+    EXPECT_TRUE(isPermutation(order, chain.size()));
+    indexedSort(order, chain);
+    EXPECT_TRUE(isPermutation(order, chain.size()));
+    indexedSort(order, QDArray<int>(5000, 0), AlwaysLess());
+    EXPECT_TRUE(isPermutation(order, 5000));
+}
