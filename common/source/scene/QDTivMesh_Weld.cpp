@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <utility>
 #include <vector>
 
 // Welding must give exactly the result of sorting all V vertex indices by
@@ -18,19 +20,31 @@ namespace
 struct PositionKey
 {
     std::uint32_t m_key[3]; // x, y, z
-
-    bool operator==(const PositionKey& b) const
-    {
-        return m_key[0] == b.m_key[0] && m_key[1] == b.m_key[1] && m_key[2] == b.m_key[2];
-    }
 };
 
-PositionKey makeKey(const QDVector3f& p)
+inline PositionKey makeKey(const QDVector3f& p)
 {
     return PositionKey{{qdFloatOrderKey(p.x()), qdFloatOrderKey(p.y()), qdFloatOrderKey(p.z())}};
 }
 
-std::uint32_t hashKey(const PositionKey& k)
+// Equal keys, compared on the floats: equal values (0.0 and -0.0 included), or
+// the same bits (a NaN equals only itself, bit for bit).
+inline bool sameComponent(float a, float b)
+{
+    if (a == b) return true;
+    std::uint32_t ba, bb;
+    std::memcpy(&ba, &a, sizeof ba);
+    std::memcpy(&bb, &b, sizeof bb);
+    return ba == bb;
+}
+
+inline bool samePosition(const QDVector3f& a, const QDVector3f& b)
+{
+    return sameComponent(a.x(), b.x()) && sameComponent(a.y(), b.y()) &&
+           sameComponent(a.z(), b.z());
+}
+
+inline std::uint32_t hashKey(const PositionKey& k)
 {
     std::uint32_t h = k.m_key[0] * 0x9E3779B1u + k.m_key[1];
     h = (h ^ (h >> 15)) * 0x85EBCA77u + k.m_key[2];
@@ -38,83 +52,90 @@ std::uint32_t hashKey(const PositionKey& k)
     return h ^ (h >> 16);
 }
 
-// Open addressing from exact position keys to distinct ids (keys[id]). It
-// grows with the distinct positions found, about a sixth of the vertices of a
-// host mesh, instead of being sized for the worst case: fresh memory is costly
-// to touch.
-class DistinctPositionTable
+// Open addressing from exact positions to distinct ids, numbered in order of
+// first use. For each id it keeps the value of the latest vertex seen with that
+// position: the one the welded mesh keeps. It grows with the distinct positions
+// found, about a sixth of the vertices of a host mesh, instead of being sized
+// for the worst case: fresh memory is costly to touch.
+class DistinctPositions
 {
 public:
-    explicit DistinctPositionTable(std::size_t expectedEntries)
+    explicit DistinctPositions(std::size_t expectedEntries)
     {
         std::size_t size = 64;
         while (size < 2 * expectedEntries)
             size *= 2;
         m_slots.assign(size, -1);
+        m_values.reserve(expectedEntries);
     }
 
-    // The id of key; a key not seen before is appended to keys and its index
-    // there becomes its id.
-    int findOrAdd(const PositionKey& key, std::vector<PositionKey>& keys)
+    int add(const QDVector3f& p)
     {
-        int& slot = find(key, keys);
-        if (slot >= 0) return slot;
-        const int id = int(keys.size());
+        int& slot = find(p);
+        if (slot >= 0)
+        {
+            m_values[std::size_t(slot)] = p;
+            return slot;
+        }
+        const int id = int(m_values.size());
         slot = id;
-        keys.push_back(key);
-        if (keys.size() * 4 > m_slots.size() * 3) grow(keys);
+        m_values.push_back(p);
+        if (m_values.size() * 4 > m_slots.size() * 3) grow();
         return id;
     }
 
+    const std::vector<QDVector3f>& values() const { return m_values; }
+
+    // The slots are done with once every vertex is in: their storage (larger
+    // than the number of ids) is handed on.
+    std::vector<int> releaseSlots() { return std::move(m_slots); }
+
 private:
-    // The slot holding key's id, or the empty slot where it belongs. The table
+    // The slot holding p's id, or the empty slot where it belongs. The table
     // is at most three quarters full, so an empty slot is always reached.
-    int& find(const PositionKey& key, const std::vector<PositionKey>& keys)
+    int& find(const QDVector3f& p)
     {
         const std::size_t mask = m_slots.size() - 1;
-        std::size_t index = hashKey(key) & mask;
+        std::size_t index = hashKey(makeKey(p)) & mask;
         for (std::size_t probe = 1;; ++probe)
         {
             int& slot = m_slots[index];
-            if (slot < 0 || keys[std::size_t(slot)] == key) return slot;
+            if (slot < 0 || samePosition(m_values[std::size_t(slot)], p)) return slot;
             index = (index + probe) & mask; // triangular steps visit every slot
         }
     }
 
-    void grow(const std::vector<PositionKey>& keys)
+    void grow()
     {
         m_slots.assign(m_slots.size() * 2, -1);
-        for (std::size_t id = 0; id < keys.size(); ++id)
-            find(keys[id], keys) = int(id);
+        for (std::size_t id = 0; id < m_values.size(); ++id)
+            find(m_values[id]) = int(id);
     }
 
     std::vector<int> m_slots;
+    std::vector<QDVector3f> m_values;
 };
 
-// Numbers the distinct positions in order of first use. distinctOf[i] is the id
-// of vertex i, lastOf[id] the highest vertex index holding that position, keys[id]
-// its key.
-void findDistinctPositions(const QDArray<QDVector3f>& vertices, QDArray<int>& distinctOf,
-                           QDArray<int>& lastOf, std::vector<PositionKey>& keys)
+// The id of every vertex, written as ints over the vertices' own storage: id i
+// lands in bytes [4i, 4i + 4), which only covers vertices already read, so the
+// V ids cost no memory of their own.
+void numberPositionsInPlace(QDArray<QDVector3f>& vertices, DistinctPositions& distinct)
 {
+    unsigned char* ids = reinterpret_cast<unsigned char*>(vertices.begin());
     const int count = vertices.size();
-    DistinctPositionTable table(static_cast<std::size_t>(count / 8));
-    distinctOf.reinit(count);
-    // Room for a quarter of the vertices: more than a host mesh needs, so the
-    // arrays do not move (and touch twice the memory) while they fill.
-    lastOf.clear();
-    lastOf.reserve(count / 4);
-    keys.clear();
-    keys.reserve(std::size_t(count / 4));
     for (int i = 0; i < count; ++i)
     {
-        const int id = table.findOrAdd(makeKey(vertices[i]), keys);
-        if (id == lastOf.size())
-            lastOf.push_back(i);
-        else
-            lastOf[id] = i;
-        distinctOf[i] = id;
+        const QDVector3f p = vertices[i];
+        const int id = distinct.add(p);
+        std::memcpy(ids + 4 * std::size_t(i), &id, sizeof id);
     }
+}
+
+inline int idOfVertex(const unsigned char* ids, int i)
+{
+    int id;
+    std::memcpy(&id, ids + 4 * std::size_t(i), sizeof id);
+    return id;
 }
 
 struct KeyedId
@@ -154,16 +175,16 @@ void radixSortByKey(std::vector<KeyedId>& records, std::vector<KeyedId>& scratch
 
 // The distinct ids in ascending position order (x decides, then y, then z):
 // one stable pass per axis, least significant axis first.
-void sortDistinctPositions(const std::vector<PositionKey>& keys, std::vector<KeyedId>& sorted)
+void sortDistinctPositions(const std::vector<QDVector3f>& values, std::vector<KeyedId>& sorted)
 {
-    sorted.resize(keys.size());
-    for (std::size_t i = 0; i < keys.size(); ++i)
+    sorted.resize(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i)
         sorted[i].m_id = int(i);
     std::vector<KeyedId> scratch;
     for (int axis = 2; axis >= 0; --axis)
     {
         for (KeyedId& r : sorted)
-            r.m_key = keys[std::size_t(r.m_id)].m_key[axis];
+            r.m_key = makeKey(values[std::size_t(r.m_id)]).m_key[axis];
         radixSortByKey(sorted, scratch);
     }
 }
@@ -178,31 +199,28 @@ int QDTivMesh::mergeEqualVertices()
     const int vertexCount = m_vertices.size();
     if (vertexCount == 0) return 0;
 
-    QDArray<int> newIndex, lastOf;
+    DistinctPositions distinct(std::size_t(vertexCount / 8));
+    numberPositionsInPlace(m_vertices, distinct);
     std::vector<KeyedId> sorted;
-    {
-        std::vector<PositionKey> keys;
-        findDistinctPositions(m_vertices, newIndex, lastOf, keys);
-        sortDistinctPositions(keys, sorted);
-    }
-    const int distinctCount = lastOf.size();
+    sortDistinctPositions(distinct.values(), sorted);
 
+    const int distinctCount = int(sorted.size());
+    std::vector<int> rankOf = distinct.releaseSlots();
     QDArray<QDVector3f> welded(distinctCount, QDVector3f());
     for (int rank = 0; rank < distinctCount; ++rank)
     {
         const int id = sorted[std::size_t(rank)].m_id;
-        welded[rank] = m_vertices[lastOf[id]];
-        lastOf[id] = rank; // from here on: rank of each id
+        welded[rank] = distinct.values()[std::size_t(id)];
+        rankOf[std::size_t(id)] = rank;
     }
     sorted = std::vector<KeyedId>();
-    for (int i = 0; i < vertexCount; ++i)
-        newIndex[i] = lastOf[newIndex[i]];
-    m_vertices.swap(welded);
-    welded.destroy();
 
     // An index outside the vertices (only a damaged file can hold one) is left
     // as it is rather than read through.
+    const unsigned char* ids = reinterpret_cast<const unsigned char*>(m_vertices.begin());
     for (int& index : m_faceVertexIndices)
-        if (index >= 0 && index < vertexCount) index = newIndex[index];
+        if (index >= 0 && index < vertexCount) index = rankOf[std::size_t(idOfVertex(ids, index))];
+    m_vertices.swap(welded);
+    welded.destroy();
     return vertexCount - distinctCount;
 }

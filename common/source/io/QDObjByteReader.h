@@ -1,0 +1,156 @@
+#pragma once
+
+#include "QDDiskServer.h"
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <sys/mman.h>
+
+// Large buffers and output arrays are filled from end to end right away:
+// asking for huge pages turns tens of thousands of page faults into a few.
+inline void qdAdviseHugePages(const void* data, std::size_t bytes)
+{
+#ifdef MADV_HUGEPAGE
+    const std::uintptr_t huge = std::uintptr_t(2) << 20;
+    std::uintptr_t first = reinterpret_cast<std::uintptr_t>(data);
+    std::uintptr_t begin = (first + huge - 1) & ~(huge - 1);
+    std::uintptr_t end = (first + bytes) & ~(huge - 1);
+    if (data && end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+    (void)data;
+    (void)bytes;
+#endif
+}
+
+inline bool qdObjIsBlank(int c)
+{
+    return c == ' ' || c == '\t';
+}
+inline bool qdObjIsLineEnd(int c)
+{
+    return c == '\n' || c == '\r';
+}
+inline bool qdObjIsDigit(int c)
+{
+    return unsigned(c - '0') < 10u;
+}
+
+// The first LF or CR in [p, e), or e. Words with no byte below 14 are passed
+// over whole, which is most of a line.
+inline const unsigned char* qdObjFindLineEnd(const unsigned char* p, const unsigned char* e)
+{
+    const std::uint64_t ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+    for (;;)
+    {
+        for (; e - p >= 8; p += 8)
+        {
+            std::uint64_t x;
+            memcpy(&x, p, 8);
+            if (((x - 14 * ones) & ~x & highs) != 0) break;
+        }
+        const unsigned char* stop = e - p >= 8 ? p + 8 : e;
+        for (; p != stop; ++p)
+            if (*p <= '\r' && qdObjIsLineEnd(*p)) return p;
+        if (p == e) return e;
+    }
+}
+
+// Byte-at-a-time reading of a stream through one fixed buffer, refilled when
+// it runs dry, so that a file of any size costs one buffer. Tokens may straddle
+// two fills; callers keep their own state across next() calls.
+class QDObjByteReader
+{
+public:
+    QDObjByteReader(FILE* file, unsigned long bufferSize)
+        : m_file(file), m_size(bufferSize > 0 ? bufferSize : 1),
+          m_buffer(new (std::nothrow) unsigned char[m_size + s_padding])
+    {
+        if (m_buffer)
+        {
+            qdAdviseHugePages(m_buffer.get(), m_size);
+            memset(m_buffer.get() + m_size, 0, s_padding);
+        }
+    }
+
+    // Bytes readable past the end of the data, so that word-wide scans that
+    // stop inside the data may load a whole word.
+    static const unsigned long s_padding = 8;
+
+    // The next byte (0-255), or -1 at the end of the file.
+    int next()
+    {
+        if (m_pos == m_end && !refill()) return -1;
+        return *m_pos++;
+    }
+
+    // Drops bytes up to and including the next LF or CR. Returns that byte, or
+    // -1 when the file ends first.
+    int skipLine()
+    {
+        for (;;)
+        {
+            const unsigned char* p = qdObjFindLineEnd(m_pos, m_end);
+            if (p != m_end)
+            {
+                m_pos = p + 1;
+                return *p;
+            }
+            m_pos = p;
+            if (!refill()) return -1;
+        }
+    }
+
+    // A line that starts before lineSafeEnd() ends inside the bytes already
+    // read, so it can be scanned without end checks (see QDObjLineCursor).
+    const unsigned char*& position() { return m_pos; }
+    const unsigned char* lineSafeEnd() const { return m_lineSafeEnd; }
+
+private:
+    bool refill()
+    {
+        if (!m_buffer) return false;
+        unsigned long n = QDDiskServer::fileRead(m_file, m_buffer.get(), m_size);
+        m_pos = m_buffer.get();
+        m_end = m_pos + n;
+        m_lineSafeEnd = m_pos;
+        for (const unsigned char* p = m_end; p != m_pos; --p)
+            if (qdObjIsLineEnd(p[-1]))
+            {
+                m_lineSafeEnd = p;
+                break;
+            }
+        return n > 0;
+    }
+
+    FILE* m_file;
+    unsigned long m_size;
+    std::unique_ptr<unsigned char[]> m_buffer;
+    const unsigned char* m_pos = nullptr;
+    const unsigned char* m_end = nullptr;
+    const unsigned char* m_lineSafeEnd = nullptr;
+};
+
+// Reads a line known to end inside the buffer: every scan of the readers
+// stops at a line end, so no byte past it is ever touched.
+class QDObjLineCursor
+{
+public:
+    QDObjLineCursor(const unsigned char* p, const unsigned char* lineSafeEnd)
+        : m_pos(p), m_end(lineSafeEnd)
+    {
+    }
+    int next() { return *m_pos++; }
+    int skipLine()
+    {
+        m_pos = qdObjFindLineEnd(m_pos, m_end) + 1;
+        return m_pos[-1];
+    }
+    const unsigned char* position() const { return m_pos; }
+    void setPosition(const unsigned char* p) { m_pos = p; }
+
+private:
+    const unsigned char* m_pos;
+    const unsigned char* m_end;
+};

@@ -1,0 +1,702 @@
+#include "QDObjImport.h"
+
+#include "QDObjByteReader.h"
+#include "QDTivMesh.h"
+
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+char* QDObjImport::s_fileBuffer = nullptr;
+char* QDObjImport::s_endFileBuffer = nullptr;
+char* QDObjImport::s_curBufferPos = nullptr;
+
+void QDObjImport::myInitFileBuffer()
+{
+    s_fileBuffer = static_cast<char*>(malloc(1048576));
+    s_endFileBuffer = s_fileBuffer;
+    s_curBufferPos = s_fileBuffer;
+}
+
+void QDObjImport::myCloseFileBuffer()
+{
+    free(s_fileBuffer);
+    s_fileBuffer = nullptr;
+    s_endFileBuffer = nullptr;
+    s_curBufferPos = nullptr;
+}
+
+namespace
+{
+// Counts are accumulated in 64 bits and clamped here, so that hostile digit
+// strings or huge files saturate instead of overflowing.
+inline long long accumulateDigit(long long count, int c)
+{
+    long long next = count * 10 + (c - '0');
+    return next > INT_MAX ? INT_MAX : next;
+}
+
+inline int clampCount(long long n)
+{
+    return n > INT_MAX ? INT_MAX : int(n);
+}
+
+// Finishes the line whose current byte is c: true when a line end was reached,
+// false at the end of the file.
+template <class In> bool finishLine(In& in, int c)
+{
+    if (qdObjIsLineEnd(c)) return true;
+    if (c < 0) return false;
+    return in.skipLine() >= 0;
+}
+
+// Reads the rest of a header keyword; true when every byte matched. On a
+// mismatch c holds the offending byte.
+template <class In> bool matchWord(In& in, const char* word, int& c)
+{
+    for (; *word; ++word)
+    {
+        c = in.next();
+        if (c != *word) return false;
+    }
+    return true;
+}
+
+struct StatCounts
+{
+    long long vertexHeader = 0, uvHeader = 0, faceHeader = 0;
+    long long vertexLines = 0, faceLines = 0, corners = 0, uvLines = 0;
+
+    // The host writes one texture coordinate per face corner: a header whose
+    // three counts agree with that is trusted without reading the data.
+    bool headersAgree() const
+    {
+        return vertexHeader >= 1 && uvHeader >= 1 && faceHeader >= 1 &&
+               3 * faceHeader <= uvHeader && uvHeader <= 4 * faceHeader;
+    }
+    int uvCount() const { return clampCount(uvLines != 0 ? uvLines : uvHeader); }
+};
+
+// One counting-phase line, begun on its first byte c; false at end of file.
+template <class In> bool countLine(In& in, int c, StatCounts& n)
+{
+    if (c == 'v')
+    {
+        c = in.next();
+        if (qdObjIsBlank(c))
+            ++n.vertexLines;
+        else if (c == 't')
+            ++n.uvLines;
+        return finishLine(in, c);
+    }
+    if (c != 'f') return finishLine(in, c);
+    c = in.next();
+    if (!qdObjIsBlank(c)) return finishLine(in, c);
+    ++n.faceLines;
+    c = in.next();
+    for (;;)
+    {
+        while (qdObjIsBlank(c))
+            c = in.next();
+        if (!qdObjIsDigit(c)) return finishLine(in, c);
+        ++n.corners;
+        do
+            c = in.next();
+        while (qdObjIsDigit(c) || c == '/');
+        if (!qdObjIsBlank(c)) return finishLine(in, c);
+    }
+}
+} // namespace
+
+void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
+                                 int& uvCount, unsigned long bufferSize)
+{
+    QDObjByteReader in(file, bufferSize);
+    StatCounts n;
+    int c;
+    // Header phase: the comments before the first data line.
+    for (;;)
+    {
+        c = in.next();
+        if (c < 0) goto endOfFile;
+        if (qdObjIsLineEnd(c)) continue;
+        if (c != '#') break;
+        c = in.next();
+        long long* header = c == 'V'   ? &n.vertexHeader
+                            : c == 'U' ? &n.uvHeader
+                            : c == 'F' ? &n.faceHeader
+                                       : nullptr;
+        const char* rest = c == 'V' ? "ertex Count " : c == 'U' ? "V Vertex Count " : "ace Count ";
+        if (header && matchWord(in, rest, c))
+        {
+            c = in.next();
+            while (qdObjIsDigit(c))
+            {
+                *header = accumulateDigit(*header, c);
+                c = in.next();
+            }
+            if (c >= 0 && n.headersAgree())
+            {
+                vertexCount = clampCount(n.vertexHeader);
+                faceCount = clampCount(n.faceHeader);
+                cornerCount = clampCount(n.uvHeader);
+                uvCount = clampCount(n.uvHeader);
+                return;
+            }
+        }
+        if (!finishLine(in, c)) goto endOfFile;
+    }
+    // Counting phase, c being the first byte of a data line. The header counts
+    // no longer change, so the check made at every line end is decided by the
+    // end of this first line.
+    if (!countLine(in, c, n)) goto endOfFile;
+    if (n.vertexHeader > 0 && n.faceHeader > 0)
+    {
+        vertexCount = clampCount(n.vertexHeader);
+        faceCount = clampCount(n.faceHeader);
+        cornerCount = clampCount(4 * n.faceHeader);
+        uvCount = n.uvCount();
+        return;
+    }
+    for (;;)
+    {
+        const unsigned char*& position = in.position();
+        if (position < in.lineSafeEnd())
+        {
+            QDObjLineCursor line(position, in.lineSafeEnd());
+            c = line.next();
+            if (!qdObjIsLineEnd(c)) countLine(line, c, n);
+            position = line.position();
+            continue;
+        }
+        c = in.next();
+        if (c < 0 || (!qdObjIsLineEnd(c) && !countLine(in, c, n))) break;
+    }
+endOfFile:
+    vertexCount = clampCount(n.vertexLines);
+    faceCount = clampCount(n.faceLines);
+    cornerCount = clampCount(n.corners);
+    uvCount = n.uvCount();
+}
+
+namespace
+{
+// Powers of ten built by repeated single-precision products, exactly as a
+// divisor that is multiplied by 10 once per decimal would be; from 10^39 on
+// every entry is infinite.
+struct DivisorTable
+{
+    float value[48];
+    DivisorTable()
+    {
+        float d = 1.0f;
+        for (float& v : value)
+        {
+            v = d;
+            d = d * 10.0f;
+        }
+    }
+};
+const DivisorTable s_divisors;
+
+// The reciprocals of the first divisors in double precision. For every
+// mantissa up to 2^24 and up to 16 decimals, the double product rounded to
+// single precision equals the single-precision quotient (checked for all of
+// them), and a product is far cheaper than a division.
+struct ReciprocalTable
+{
+    double value[17];
+    ReciprocalTable()
+    {
+        for (int k = 0; k < 17; ++k)
+            value[k] = 1.0 / double(s_divisors.value[k]);
+    }
+};
+const ReciprocalTable s_reciprocals;
+
+// Largest value for which value * 10 + 9 still fits the 24-bit float mantissa:
+// below it, integer and single-precision accumulation give the same bits.
+const unsigned int s_exactMantissaLimit = 1677720;
+
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "digitRun reads eight characters as one little-endian word"
+#endif
+
+// Leading decimal digits among the eight bytes at p: returns their count and
+// puts their value in 'value'. Bytes after the first non-digit do not matter,
+// so a scan that stops inside the data may look at a word that goes past it.
+inline int digitRun(const unsigned char* p, std::uint64_t& value)
+{
+    // Integer parts are mostly one digit: that case skips the word folding.
+    if (!qdObjIsDigit(p[1]))
+    {
+        value = qdObjIsDigit(p[0]) ? std::uint64_t(p[0] - '0') : 0;
+        return qdObjIsDigit(p[0]) ? 1 : 0;
+    }
+    std::uint64_t x;
+    memcpy(&x, p, 8);
+    const std::uint64_t high = 0xF0F0F0F0F0F0F0F0ull, threes = 0x3030303030303030ull;
+    std::uint64_t nonDigit =
+        ((x & high) ^ threes) | (((x + 0x0606060606060606ull) & high) ^ threes);
+    int n = nonDigit ? __builtin_ctzll(nonDigit) >> 3 : 8;
+    if (n == 0)
+    {
+        value = 0;
+        return 0;
+    }
+    // Little-endian: the first character is the lowest byte. Dropping the bytes
+    // after the run leaves leading zeros, then pairs, quads and the eight fold.
+    std::uint64_t d = (x - threes) << (8 * (8 - n));
+    d = (d * 10 + (d >> 8)) & 0x00FF00FF00FF00FFull;
+    d = (d * 100 + (d >> 16)) & 0x0000FFFF0000FFFFull;
+    value = (d * 10000 + (d >> 32)) & 0xFFFFFFFFull;
+    return n;
+}
+
+const std::uint64_t s_powersOfTen[9] = {1,      10,      100,      1000,     10000,
+                                        100000, 1000000, 10000000, 100000000};
+
+// Up to sixteen digits as two runs; false when the digits go on beyond.
+inline bool digitRun16(const unsigned char*& p, std::uint64_t& value, int& count)
+{
+    count = digitRun(p, value);
+    p += count;
+    if (count < 8) return true;
+    std::uint64_t more;
+    int n = digitRun(p, more);
+    p += n;
+    value = value * s_powersOfTen[n] + more;
+    count += n;
+    return n < 8;
+}
+
+// Element ceiling of the output arrays, whose sizes are ints.
+const long long s_maxElements = INT_MAX / 2;
+
+// Appends to an array whose capacity was sized from the counting pass, growing
+// it when the file holds more than was counted.
+template <typename T> class GrowingOutput
+{
+public:
+    GrowingOutput(QDArray<T>& array, bool used) : m_array(array), m_capacity(array.capacity())
+    {
+        if (used) m_array.clear();
+    }
+
+    // Room for n more elements; false only at the int size ceiling.
+    bool reserve(long long n) { return m_size + n <= m_capacity || grow(m_size + n); }
+    void put(const T& value)
+    {
+        m_array.push_back(value);
+        ++m_size;
+    }
+
+    // Gives back storage that growth or overstated header counts left unused;
+    // an exact count costs no copy.
+    void finish()
+    {
+        if (m_array.capacity() - m_array.size() > m_array.size() / 8 + 1024)
+        {
+            QDArray<T> exact(m_array);
+            m_array.swap(exact);
+        }
+    }
+
+private:
+    bool grow(long long needed)
+    {
+        if (needed > s_maxElements) return false;
+        long long grown = m_capacity + m_capacity / 2 + 64;
+        m_array.reserve(
+            int(needed > grown ? needed : (grown < s_maxElements ? grown : s_maxElements)));
+        m_capacity = m_array.capacity();
+        return true;
+    }
+
+    QDArray<T>& m_array;
+    long long m_capacity;
+    long long m_size = 0;
+};
+
+// The parsing pass. Each line is read through a cursor: QDObjLineCursor when
+// the whole line is already in the buffer (no end checks), the refilling
+// reader itself for a line that straddles two fills. Both run the same code.
+class ObjParser
+{
+public:
+    ObjParser(FILE* file, unsigned long bufferSize, QDTivMesh& mesh, bool readUVs,
+              char* materialName, int materialNameSize)
+        : m_in(file, bufferSize), m_readUVs(readUVs), m_vertices(mesh.m_vertices, true),
+          m_slots(mesh.m_faceVertexIndices, true), m_uvs(mesh.m_uniqueUVs, readUVs),
+          m_uvSlots(mesh.m_cornerUVIndices, readUVs), m_materialName(materialName),
+          m_materialNameSize(materialNameSize)
+    {
+        m_vertexList.reserve(5);
+        m_uvList.reserve(5);
+        if (m_materialName && m_materialNameSize > 0)
+            m_materialName[0] = 0;
+        else
+            m_materialName = nullptr;
+    }
+
+    void run()
+    {
+        for (;;)
+        {
+            const unsigned char*& position = m_in.position();
+            // A material name ends only at a LF, which the line-safe end does
+            // not promise, so that one line always takes the checked path.
+            if (position < m_in.lineSafeEnd() && !(*position == 'u' && wantsMaterialName()))
+            {
+                QDObjLineCursor line(position, m_in.lineSafeEnd());
+                readLine(line);
+                position = line.position();
+            }
+            else if (!readLine(m_in))
+                break;
+        }
+        m_vertices.finish();
+        m_slots.finish();
+        if (m_readUVs)
+        {
+            m_uvs.finish();
+            m_uvSlots.finish();
+        }
+    }
+
+private:
+    bool wantsMaterialName() const { return m_materialName && m_materialName[0] == 0; }
+
+    // One line, from its first byte; false at the end of the file.
+    template <class In> bool readLine(In& in)
+    {
+        switch (int c = in.next())
+        {
+        case -1:
+            return false;
+        case '\n':
+        case '\r':
+            return true;
+        case 'v':
+            return vertexLine(in);
+        case 'f':
+            return faceLine(in);
+        case 'u':
+            return materialLine(in);
+        default:
+            return finishLine(in, c);
+        }
+    }
+
+    static void addDigit(int c, unsigned int& mantissa, float& wide, bool& isWide)
+    {
+        if (isWide)
+            wide = wide * 10.0f + float(c - '0');
+        else if (mantissa <= s_exactMantissaLimit)
+            mantissa = mantissa * 10 + unsigned(c - '0');
+        else
+        {
+            isWide = true;
+            wide = float(mantissa) * 10.0f + float(c - '0');
+        }
+    }
+
+    // The usual shape of a number, "-12.345678" ended by a blank or a line end
+    // with at most 24 bits of digits, is read a word at a time and gives the
+    // same bits as the digit-by-digit reading; anything else (an exponent, a
+    // longer mantissa, a bad byte) is read again digit by digit.
+    static int number(QDObjLineCursor& in, int c, float& value)
+    {
+        const unsigned char* start = in.position();
+        const unsigned char* p = start;
+        float sign = 1.0f;
+        if (c == '-' || c == '+')
+            sign = c == '-' ? -1.0f : 1.0f;
+        else
+            --p;
+        std::uint64_t mantissa = 0, fraction = 0;
+        int digits = 0, decimals = 0;
+        bool shortRuns = digitRun16(p, mantissa, digits);
+        if (shortRuns && *p == '.') shortRuns = digitRun16(++p, fraction, decimals);
+        const int end = *p;
+        if (shortRuns && digits + decimals <= 16 && (qdObjIsBlank(end) || qdObjIsLineEnd(end)))
+        {
+            for (int k = decimals; k > 0; k -= 8)
+                mantissa *= s_powersOfTen[k > 8 ? 8 : k];
+            mantissa += fraction;
+            if (mantissa <= 16777216)
+            {
+                value = float(double(int(mantissa)) * s_reciprocals.value[decimals]) * sign;
+                in.setPosition(p + 1);
+                return end;
+            }
+        }
+        in.setPosition(start);
+        return number<QDObjLineCursor>(in, c, value);
+    }
+
+    // Reads one number begun by c ("+", "-", "." or a digit). Returns the byte
+    // that ended it; value is set only when that byte is a blank or a line end.
+    template <class In> static int number(In& in, int c, float& value)
+    {
+        float sign = 1.0f;
+        if (c == '-' || c == '+')
+        {
+            sign = c == '-' ? -1.0f : 1.0f;
+            c = in.next();
+        }
+        unsigned int mantissa = 0;
+        float wide = 0.0f;
+        bool isWide = false;
+        int decimals = 0;
+        for (; qdObjIsDigit(c); c = in.next())
+            addDigit(c, mantissa, wide, isWide);
+        if (c == '.')
+            for (c = in.next(); qdObjIsDigit(c); c = in.next())
+            {
+                addDigit(c, mantissa, wide, isWide);
+                decimals += decimals < 47;
+            }
+        bool hasPower = false;
+        int exponentSign = 1;
+        int exponent = 0;
+        if (c == 'e')
+        {
+            c = in.next();
+            if (c == '+' || c == '-')
+            {
+                hasPower = true;
+                exponentSign = c == '-' ? -1 : 1;
+                c = in.next();
+            }
+            for (; qdObjIsDigit(c); c = in.next())
+            {
+                hasPower = true;
+                if (exponent < 100000) exponent = exponent * 10 + (c - '0');
+            }
+        }
+        if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return c;
+        float v = isWide ? wide : float(mantissa);
+        v = v / s_divisors.value[decimals] * sign;
+        if (hasPower) v = float(double(v) * pow(10.0, double(exponentSign * exponent)));
+        value = v;
+        return c;
+    }
+
+    __attribute__((always_inline)) void storePosition(float value)
+    {
+        ++m_positionNumbers;
+        m_position[m_positionComponent++] = value;
+        if (m_positionComponent == 3)
+        {
+            m_positionComponent = 0;
+            if (m_vertices.reserve(1))
+                m_vertices.put(QDVector3f(m_position[0], m_position[1], m_position[2]));
+        }
+    }
+
+    __attribute__((always_inline)) void storeUV(float value)
+    {
+        m_uv[m_uvComponent++] = value;
+        if (m_uvComponent == 2)
+        {
+            m_uvComponent = 0;
+            if (m_uvs.reserve(1)) m_uvs.put(QDVector2f(m_uv[0], m_uv[1]));
+        }
+    }
+
+    // "v" and "vt" lines; the "v" has been read.
+    template <class In> bool vertexLine(In& in)
+    {
+        bool texture = false;
+        int numbers = 0;
+        int c = in.next();
+        for (;;)
+        {
+            if (qdObjIsBlank(c))
+            {
+                c = in.next();
+                continue;
+            }
+            if (c < 0) return false;
+            if (qdObjIsLineEnd(c)) return true;
+            if (qdObjIsDigit(c) || c == '-' || c == '+' || c == '.')
+            {
+                // A w weight, vertex colours or a third texture number are ignored.
+                if (numbers >= (texture ? 2 : 3)) return finishLine(in, c);
+                ++numbers;
+                float value = 0.0f;
+                c = number(in, c, value);
+                if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return finishLine(in, c);
+                if (texture)
+                    storeUV(value);
+                else
+                    storePosition(value);
+                continue;
+            }
+            if (c == 't' && m_readUVs)
+            {
+                texture = true;
+                c = in.next();
+                continue;
+            }
+            return finishLine(in, c);
+        }
+    }
+
+    // Reads the digits of an index from the current byte c; returns the byte
+    // after them. 'empty' tells that there was no digit.
+    template <class In> static int index(In& in, int c, long long& value, bool& empty)
+    {
+        value = 0;
+        empty = !qdObjIsDigit(c);
+        for (; qdObjIsDigit(c); c = in.next())
+            value = accumulateDigit(value, c);
+        return c;
+    }
+
+    static int index(QDObjLineCursor& in, int c, long long& value, bool& empty)
+    {
+        const unsigned char* p = in.position() - 1;
+        std::uint64_t digits;
+        int n = digitRun(p, digits);
+        if (n == 8) return index<QDObjLineCursor>(in, c, value, empty);
+        value = (long long)digits;
+        empty = n == 0;
+        in.setPosition(p + n + 1);
+        return p[n];
+    }
+
+    // A negative reference adds the count of positions read instead of taking
+    // the magnitude from it; files from the host never use one.
+    int vertexIndex(long long value, bool negative) const
+    {
+        long long index = negative && value != 0 ? m_positionNumbers / 3 + value : value - 1;
+        return index > INT_MAX ? INT_MAX : int(index);
+    }
+
+    // "f" lines; the "f" has been read. The corner lists are cleared only when
+    // a face is emitted, so a line abandoned part-way hands its corners on.
+    template <class In> bool faceLine(In& in)
+    {
+        int c = in.next();
+        if (!qdObjIsBlank(c)) return finishLine(in, c);
+        c = in.next();
+        for (;;)
+        {
+            while (qdObjIsBlank(c))
+                c = in.next();
+            if (qdObjIsLineEnd(c)) return emitFace();
+            bool negative = c == '-';
+            if (c == '-' || c == '+')
+                c = in.next();
+            else if (!qdObjIsDigit(c))
+                return finishLine(in, c);
+            long long value;
+            bool empty;
+            c = index(in, c, value, empty);
+            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c) && c != '/') return finishLine(in, c);
+            m_vertexList.push_back(vertexIndex(value, negative));
+            if (c != '/') continue;
+            c = index(in, in.next(), value, empty);
+            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c) && c != '/') return finishLine(in, c);
+            if (!empty) m_uvList.push_back(int(value - 1));
+            if (c != '/') continue;
+            do
+                c = in.next();
+            while (qdObjIsDigit(c) || c == '/');
+            if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return finishLine(in, c);
+        }
+    }
+
+    bool emitFace()
+    {
+        const int n = m_vertexList.size();
+        const bool withUVs = m_uvList.size() == n;
+        const int* v = m_vertexList.begin();
+        const int* t = m_uvList.begin();
+        const bool writeUVs = withUVs && m_readUVs;
+        const long long slots = n == 3 || n == 4 ? 4 : (n > 4 ? 4LL * (n - 2) : 0);
+        if (slots > 0 && m_slots.reserve(slots) && (!writeUVs || m_uvSlots.reserve(slots)))
+        {
+            if (n <= 4)
+            {
+                for (int k = 0; k < 3; ++k)
+                    m_slots.put(v[k]);
+                m_slots.put(n == 4 ? v[3] : -1);
+                if (writeUVs)
+                {
+                    for (int k = 0; k < 3; ++k)
+                        m_uvSlots.put(t[k]);
+                    // A triangle's fourth texture slot holds 1, not -1.
+                    m_uvSlots.put(n == 4 ? t[3] : 1);
+                }
+            }
+            else
+            {
+                for (int k = 2; k < n; ++k)
+                {
+                    m_slots.put(v[0]);
+                    m_slots.put(v[k - 1]);
+                    m_slots.put(v[k]);
+                    m_slots.put(-1);
+                    if (writeUVs)
+                    {
+                        m_uvSlots.put(t[0]);
+                        m_uvSlots.put(t[k - 1]);
+                        m_uvSlots.put(t[k]);
+                        m_uvSlots.put(-1);
+                    }
+                }
+            }
+        }
+        m_vertexList.clear();
+        if (withUVs) m_uvList.clear();
+        return true;
+    }
+
+    // "usemtl" lines; the "u" has been read. Only a LF ends the name, so a CR
+    // of a CR LF file becomes part of it.
+    template <class In> bool materialLine(In& in)
+    {
+        static const char* s_useMaterialStr = "usemtl";
+        if (!wantsMaterialName()) return in.skipLine() >= 0;
+        int c;
+        if (!matchWord(in, s_useMaterialStr + 1, c)) return finishLine(in, c);
+        int length = 0;
+        for (;;)
+        {
+            c = in.next();
+            if (c < 0) return false;
+            if (c == '\n') return true;
+            if (qdObjIsBlank(c) || length >= m_materialNameSize - 1) continue;
+            m_materialName[length++] = char(c);
+            m_materialName[length] = 0;
+        }
+    }
+
+    QDObjByteReader m_in;
+    const bool m_readUVs;
+    GrowingOutput<QDVector3f> m_vertices;
+    GrowingOutput<int> m_slots;
+    GrowingOutput<QDVector2f> m_uvs;
+    GrowingOutput<int> m_uvSlots;
+    char* m_materialName;
+    const int m_materialNameSize;
+    QDArray<int> m_vertexList;
+    QDArray<int> m_uvList;
+    long long m_positionNumbers = 0;
+    int m_positionComponent = 0;
+    int m_uvComponent = 0;
+    float m_position[3] = {0.0f, 0.0f, 0.0f};
+    float m_uv[2] = {0.0f, 0.0f};
+};
+} // namespace
+
+void quickReadTivMesh(FILE* file, QDTivMesh& mesh, bool readUVs, char* materialName,
+                      int materialNameSize, unsigned long bufferSize)
+{
+    ObjParser(file, bufferSize, mesh, readUVs, materialName, materialNameSize).run();
+}

@@ -1,0 +1,184 @@
+#include "ExchangeFolderSupport.h"
+#include "QDDiskServer.h"
+#include "QDDiskServer_Commands.h"
+#include "TestSupport.h"
+#include "sandbox/SandboxSupport.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+using sandbox::makeStandInBundle;
+using sandbox::readRuns;
+using sandbox::waitForRuns;
+typedef std::vector<std::vector<std::string>> Runs;
+
+// No child of ours is left, running or as a zombie.
+bool noChildLeft()
+{
+    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
+}
+
+// Puts a recording `osascript` first on the search path for the life of a test.
+class FakeOsascript
+{
+public:
+    explicit FakeOsascript(const std::string& folder) : m_record(folder + "/osascript.txt")
+    {
+        sandbox::writeRecordingScript(folder + "/bin/osascript", m_record);
+        const char* path = getenv("PATH");
+        m_savedPath = path ? path : "";
+        setenv("PATH", (folder + "/bin:" + m_savedPath).c_str(), 1);
+    }
+    ~FakeOsascript() { setenv("PATH", m_savedPath.c_str(), 1); }
+    Runs runs() const { return readRuns(m_record); }
+
+private:
+    std::string m_record, m_savedPath;
+};
+
+// Ends a process only when it really runs the given executable.
+void killIfRunning(unsigned int pid, const std::string& executable)
+{
+    std::error_code ec;
+    std::filesystem::path exe =
+        std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", ec);
+    if (pid > 0 && !ec && std::filesystem::equivalent(exe, executable, ec))
+        kill(pid_t(pid), SIGKILL);
+}
+} // namespace
+
+TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
+{
+    using namespace QDLaunchCommands;
+    EXPECT_TRUE(isBundle("/A/M.app") && isBundle("x.APP") && isShellScript("/A/run.Sh"));
+    EXPECT_FALSE(isBundle("/A/M.app/") || isBundle("/A/app") || isShellScript("/A/bash"));
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/a b/run.SH", "x y")), "sh \"/a b/run.SH\" \"x y\"");
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/a b/run.sh", "")), "sh \"/a b/run.sh\"");
+    // Nothing is escaped: the quote inside ends the quoting early.
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", "it's")), "/bin/tool 'it's'");
+    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", QDString())), "/bin/tool");
+    EXPECT_EQ(toStd(QDDiskServer::getApplicationX86Folder(true)), "/Applications");
+
+    // The shell waits for these, so the records are there on return; its
+    // status is not looked at.
+    std::string dir = testFolder();
+    std::string record = dir + "/record.txt";
+    sandbox::writeRecordingScript(dir + "/run.Sh", record);
+    sandbox::writeRecordingScript(dir + "/tool", record);
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), "a b"));
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), ""));
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/tool").c_str(), "c d"));
+    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing.sh").c_str(), ""));
+    EXPECT_EQ(readRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
+
+    FakeOsascript osascript(dir);
+    EXPECT_TRUE(QDDiskServer::runAppleScript("display dialog 1"));
+    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/x.SH", "a b"));
+    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/M.App", ""));
+    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/bin/tool", "x"));
+    const std::string suffix = "\" with administrator privileges";
+    EXPECT_EQ(osascript.runs(), (Runs{{"-e", "display dialog 1"},
+                                      {"-e", "do shell script \"sh '/p/x.SH' 'a b'" + suffix},
+                                      {"-e", "do shell script \"open -a '/p/M.App'" + suffix},
+                                      {"-e", "do shell script \"'/bin/tool' 'x'" + suffix}}));
+}
+
+TEST(Launch, BundlesStartDetachedInTheirOwnSessionWithOneArgument)
+{
+    std::string dir = testFolder();
+    std::string record = dir + "/record.txt";
+    std::string sessions = dir + "/sessions.txt";
+    std::string app = dir + "/Stand In.APP";
+    makeStandInBundle(app, record, "cut -d' ' -f6 /proc/$$/stat >> '" + sessions + "'");
+    std::string script = dir + "/Tiv Load.mvs";
+    writeBytes(script, "");
+
+    ASSERT_TRUE(QDDiskServer::launchApplication(app.c_str(), "one arg"));
+    ASSERT_TRUE(QDDiskServer::launchApplication(app.c_str(), ""));
+    ASSERT_TRUE(QDDiskServer::openFileInApplication(app.c_str(), script.c_str()));
+    Runs runs = waitForRuns(record, 3);
+    std::sort(runs.begin(), runs.end()); // detached: any order
+    EXPECT_EQ(runs, (Runs{{}, {script}, {"one arg"}}));
+    EXPECT_TRUE(noChildLeft());
+    ASSERT_EQ(waitForRuns(sessions, 3).size(), 3u);
+    std::istringstream lines(sandbox::readText(sessions));
+    for (std::string session; std::getline(lines, session);)
+        EXPECT_NE(session, std::to_string(getsid(0)));
+
+    // Unresolvable paths, or an executable that cannot run: false, nothing started.
+    std::string inert = dir + "/Inert.app";
+    sandbox::writeText(sandbox::bundleExecutable(inert), "#!/bin/sh\n"); // not executable
+    EXPECT_FALSE(QDDiskServer::launchApplication((dir + "/None.app").c_str(), ""));
+    EXPECT_FALSE(QDDiskServer::launchApplication(inert.c_str(), "x"));
+    EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), (dir + "/none.mvs").c_str()));
+    EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), ""));
+    EXPECT_FALSE(QDDiskServer::openFileInApplication((dir + "/No.app").c_str(), script.c_str()));
+    EXPECT_FALSE(QDDiskServer::openFileInApplication(inert.c_str(), script.c_str()));
+    EXPECT_TRUE(noChildLeft());
+    EXPECT_EQ(readRuns(record).size(), 3u);
+}
+
+TEST(Launch, RunningProcessIsFoundByItsExecutableOrItsScript)
+{
+    std::string dir = testFolder();
+    ProcessSerialNumber psn = {7, 7};
+    EXPECT_FALSE(QDDiskServer::getRunningProcess((dir + "/None.app").c_str(), psn));
+    EXPECT_EQ(psn.highLongOfPSN, 0u);
+    EXPECT_EQ(psn.lowLongOfPSN, 0u);
+
+    // A script bundle that runs until told to stop, and a binary one (a copy of sleep).
+    std::string record = dir + "/record.txt";
+    std::string pids = dir + "/pids.txt";
+    std::string stop = dir + "/stop";
+    std::string scripted = dir + "/Scripted.app";
+    makeStandInBundle(scripted, record,
+                      "echo $$ >> '" + pids + "'\nwhile [ ! -e '" + stop +
+                          "' ]; do sleep 0.05; done");
+    std::string binary = dir + "/Binary.app";
+    std::filesystem::create_directories(binary + "/Contents/MacOS");
+    std::filesystem::copy_file("/bin/sleep", binary + "/Contents/MacOS/Binary");
+
+    psn = {7, 7};
+    EXPECT_FALSE(QDDiskServer::getRunningProcess(scripted.c_str(), psn));
+    EXPECT_EQ(psn.lowLongOfPSN, 0u);
+    EXPECT_FALSE(QDDiskServer::getRunningProcess(binary.c_str(), psn));
+
+    // A launch returns once the executable is in place, so both are found at once.
+    ASSERT_TRUE(QDDiskServer::launchApplication(binary.c_str(), "30"));
+    ASSERT_TRUE(QDDiskServer::launchApplication(scripted.c_str(), ""));
+    ProcessSerialNumber binaryPsn = {7, 7}, scriptPsn = {7, 7}, plainPsn = {7, 7};
+    EXPECT_TRUE(QDDiskServer::getRunningProcess(binary.c_str(), binaryPsn));
+    EXPECT_TRUE(QDDiskServer::getRunningProcess(scripted.c_str(), scriptPsn));
+    // The executable itself, named as a plain path, is the same process.
+    EXPECT_TRUE(
+        QDDiskServer::getRunningProcess(sandbox::bundleExecutable(scripted).c_str(), plainPsn));
+    EXPECT_EQ(binaryPsn.highLongOfPSN, 0u);
+    EXPECT_NE(binaryPsn.lowLongOfPSN, 0u);
+    EXPECT_NE(binaryPsn.lowLongOfPSN, unsigned(getpid()));
+    killIfRunning(binaryPsn.lowLongOfPSN, binary + "/Contents/MacOS/Binary");
+
+    ASSERT_EQ(waitForRuns(pids, 1).size(), 1u);
+    unsigned int scriptPid = unsigned(atoi(sandbox::readText(pids).c_str()));
+    EXPECT_EQ(scriptPsn.highLongOfPSN, 0u);
+    EXPECT_EQ(scriptPsn.lowLongOfPSN, scriptPid);
+    EXPECT_EQ(plainPsn.lowLongOfPSN, scriptPid);
+
+    // Once it has ended it is no longer found.
+    writeBytes(stop, "");
+    bool running = true;
+    for (int i = 0; i < 500 && running; ++i)
+    {
+        running = QDDiskServer::getRunningProcess(scripted.c_str(), psn);
+        if (running) usleep(10000);
+    }
+    EXPECT_FALSE(running);
+    EXPECT_EQ(psn.lowLongOfPSN, 0u);
+}

@@ -1,0 +1,195 @@
+// tivtool: what a mesh file holds, and conversion between OBJ and Tiv mesh
+// files with the same reader, writers, welding and axis conversion as a send.
+
+#include "QDObjImport.h"
+#include "QDTivMesh.h"
+#include "TivPSServer.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace
+{
+const char* const s_usage =
+    "usage: tivtool info FILE\n"
+    "       tivtool convert IN OUT [--weld] [--flip]\n"
+    "       tivtool --help\n"
+    "\n"
+    "FILE, IN and OUT are .obj or .tiv files (by extension).\n"
+    "  info      vertices, faces, texture coordinates, face groups, texture\n"
+    "            name and bounding box of the mesh\n"
+    "  convert   reads IN (an OBJ with its texture coordinates and the colour\n"
+    "            map of its MTL file) and writes OUT\n"
+    "  --weld    merges vertices at equal positions\n"
+    "  --flip    negates y and z and flips texture v, as a send to the\n"
+    "            sculpting application does\n"
+    "exit status: 0 done, 1 a file could not be read or written, 2 usage error\n";
+
+enum Status
+{
+    s_done = 0,
+    s_fileError = 1,
+    s_usageError = 2
+};
+
+enum Kind
+{
+    s_unknownKind,
+    s_objKind,
+    s_tivKind
+};
+
+Kind kindOf(const std::string& path)
+{
+    QDString name(path.c_str());
+    if (name.endsWith(".obj", true)) return s_objKind;
+    if (name.endsWith(".tiv", true)) return s_tivKind;
+    return s_unknownKind;
+}
+
+int usageError(const std::string& message)
+{
+    fprintf(stderr, "tivtool: %s (tivtool --help for usage)\n", message.c_str());
+    return s_usageError;
+}
+
+int fileError(const std::string& path, const std::string& reason)
+{
+    fprintf(stderr, "tivtool: %s: %s\n", path.c_str(), reason.c_str());
+    return s_fileError;
+}
+
+// The mesh services clean every path they are given (a volume prefix before a
+// colon is dropped, and so is anything before the first slash), so they get
+// absolute paths.
+QDString systemPath(const std::string& path)
+{
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    return QDString((error ? path : absolute.string()).c_str());
+}
+
+// Reads a mesh; on failure returns the reason, else an empty string.
+std::string readMesh(const std::string& path, QDTivMesh& mesh)
+{
+    FILE* probe = fopen(path.c_str(), "rb");
+    if (!probe) return strerror(errno);
+    fclose(probe);
+    if (std::filesystem::is_directory(path)) return "is a folder";
+    if (kindOf(path) == s_objKind)
+    {
+        QDObjImport importer;
+        return importer.importTivMesh(systemPath(path), mesh, true) ? "" : "cannot be opened";
+    }
+    return mesh.loadFromTivFile(systemPath(path)) ? "" : "not a Tiv mesh file";
+}
+
+std::string writeMesh(const std::string& path, const QDTivMesh& mesh)
+{
+    bool written = kindOf(path) == s_objKind
+                       ? mesh.saveToObjFile(systemPath(path), true, false, true, false, false)
+                       : mesh.saveToTivFile(systemPath(path), true);
+    if (written) return "";
+    return errno != 0 ? strerror(errno) : "cannot be written";
+}
+
+int info(const std::string& path)
+{
+    QDTivMesh mesh;
+    std::string failure = readMesh(path, mesh);
+    if (!failure.empty()) return fileError(path, failure);
+
+    const int faces = mesh.getFaceCount();
+    int triangles = 0;
+    for (int f = 0; f < faces; ++f)
+        triangles += mesh.m_faceVertexIndices[4 * f + 3] == -1;
+    std::vector<bool> groupUsed(65536, false);
+    int groups = 0;
+    for (unsigned short g : mesh.m_faceGroups)
+        if (!groupUsed[g])
+        {
+            groupUsed[g] = true;
+            ++groups;
+        }
+
+    printf("file:         %s\n", path.c_str());
+    printf("vertices:     %d\n", mesh.m_vertices.size());
+    printf("faces:        %d (%d triangles, %d quads)\n", faces, triangles, faces - triangles);
+    printf("corner UVs:   %d\n", mesh.m_cornerUVs.size());
+    printf("unique UVs:   %d\n", mesh.getUniqueUVs().size());
+    printf("face groups:  %d\n", groups);
+    printf("texture:      %s\n",
+           mesh.m_textureFileName.empty() ? "(none)" : mesh.m_textureFileName.c_str());
+    const BBox& box = mesh.getBBox();
+    if (box.isInitialized())
+        printf("bounding box: (%g, %g, %g) to (%g, %g, %g)\n", box.getMin().x(), box.getMin().y(),
+               box.getMin().z(), box.getMax().x(), box.getMax().y(), box.getMax().z());
+    else
+        printf("bounding box: (empty)\n");
+    return s_done;
+}
+
+int convert(const std::string& in, const std::string& out, bool weld, bool flip)
+{
+    QDTivMesh mesh;
+    std::string failure = readMesh(in, mesh);
+    if (!failure.empty()) return fileError(in, failure);
+    if (weld) mesh.mergeEqualVertices();
+    if (flip)
+    {
+        doFlipAndSwitch_PhotoshopToMorvel(mesh.m_vertices);
+        doFlipV_PhotoshopToMorvel(mesh.m_cornerUVs);
+        doFlipV_PhotoshopToMorvel(mesh.m_uniqueUVs);
+    }
+    errno = 0;
+    failure = writeMesh(out, mesh);
+    if (!failure.empty()) return fileError(out, failure);
+    return s_done;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<std::string> words;
+    bool weld = false, flip = false;
+    for (int i = 1; i < argc; ++i)
+    {
+        std::string arg = argv[i];
+        if (arg == "--help" || arg == "-h")
+        {
+            fputs(s_usage, stdout);
+            return s_done;
+        }
+        if (arg == "--weld")
+            weld = true;
+        else if (arg == "--flip")
+            flip = true;
+        else if (arg.size() > 1 && arg[0] == '-')
+            return usageError("unknown option " + arg);
+        else
+            words.push_back(arg);
+    }
+    if (words.empty()) return usageError("no command");
+    const std::string& command = words[0];
+    if (command == "info")
+    {
+        if (words.size() != 2 || weld || flip)
+            return usageError("info takes one file and no option");
+        if (kindOf(words[1]) == s_unknownKind)
+            return usageError(words[1] + " is neither .obj nor .tiv");
+        return info(words[1]);
+    }
+    if (command == "convert")
+    {
+        if (words.size() != 3) return usageError("convert takes an input and an output file");
+        for (int k = 1; k <= 2; ++k)
+            if (kindOf(words[k]) == s_unknownKind)
+                return usageError(words[k] + " is neither .obj nor .tiv");
+        return convert(words[1], words[2], weld, flip);
+    }
+    return usageError("unknown command " + command);
+}
