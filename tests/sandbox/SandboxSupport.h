@@ -103,18 +103,14 @@ inline std::vector<std::vector<std::string>> waitForRuns(const std::string& reco
 // root/records/morvel.txt and root/records/launcher.txt, emptied here.
 struct ExchangeTree
 {
-    std::string root;
-    std::string morvelApp;
-    std::string morvelRecord;
-    std::string launcherRecord;
-    std::string defaultProject;
+    std::string root, morvelApp, morvelRecord, launcherRecord, defaultProject;
 
-    explicit ExchangeTree(const std::string& rootFolder) : root(rootFolder)
+    explicit ExchangeTree(const std::string& rootFolder)
+        : root(rootFolder), morvelApp(root + "/Apps/Morvel.app"),
+          morvelRecord(root + "/records/morvel.txt"),
+          launcherRecord(root + "/records/launcher.txt"),
+          defaultProject(root + "/TivProjects/Default")
     {
-        morvelApp = root + "/Apps/Morvel.app";
-        morvelRecord = root + "/records/morvel.txt";
-        launcherRecord = root + "/records/launcher.txt";
-        defaultProject = root + "/TivProjects/Default";
     }
 
     void create(bool configureMorvel = true) const
@@ -144,6 +140,7 @@ struct ExchangeTree
         return root + "/TivApps/Photoshop/" + name;
     }
 };
+
 // An OBJ of `count` separate triangles at height z, every corner its own
 // vertex and at texture coordinate (0.5, 0.25). The second coordinate is
 // there for the empty fourth corner of a triangle, which takes it.
