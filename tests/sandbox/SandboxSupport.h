@@ -5,8 +5,11 @@
 // script that appends one line per run to a record file.
 
 #include <chrono>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -41,9 +44,7 @@ inline void writeRecordingScript(const std::string& scriptPath, const std::strin
                           "for a in \"$@\"; do line=\"$line\t$a\"; done\n"
                           "printf '%s\\n' \"$line\" >> '" +
                               recordFile + "'\n" + body + "\n");
-    fs::permissions(scriptPath, fs::perms::owner_all | fs::perms::group_read |
-                                    fs::perms::group_exec | fs::perms::others_read |
-                                    fs::perms::others_exec);
+    fs::permissions(scriptPath, fs::perms(0755));
 }
 
 // The executable of a bundle: Contents/MacOS/<bundle name without ".app">.
@@ -102,18 +103,14 @@ inline std::vector<std::vector<std::string>> waitForRuns(const std::string& reco
 // root/records/morvel.txt and root/records/launcher.txt, emptied here.
 struct ExchangeTree
 {
-    std::string root;
-    std::string morvelApp;
-    std::string morvelRecord;
-    std::string launcherRecord;
-    std::string defaultProject;
+    std::string root, morvelApp, morvelRecord, launcherRecord, defaultProject;
 
-    explicit ExchangeTree(const std::string& rootFolder) : root(rootFolder)
+    explicit ExchangeTree(const std::string& rootFolder)
+        : root(rootFolder), morvelApp(root + "/Apps/Morvel.app"),
+          morvelRecord(root + "/records/morvel.txt"),
+          launcherRecord(root + "/records/launcher.txt"),
+          defaultProject(root + "/TivProjects/Default")
     {
-        morvelApp = root + "/Apps/Morvel.app";
-        morvelRecord = root + "/records/morvel.txt";
-        launcherRecord = root + "/records/launcher.txt";
-        defaultProject = root + "/TivProjects/Default";
     }
 
     void create(bool configureMorvel = true) const
@@ -126,6 +123,9 @@ struct ExchangeTree
         fs::remove(launcherRecord);
         makeStandInBundle(morvelApp, morvelRecord);
         makeStandInBundle(root + "/TivMorvel/TivMorvelFromApp.app", launcherRecord);
+        for (const char* script :
+             {"Tiv_LoadTextures.mvs", "Tiv_InsertMeshIfMorvelLaunch.mvs", "Tiv_NotA3DLayer.mvs"})
+            writeText(photoshopScript(script), "// stand-in script\n");
         configure(configureMorvel);
     }
 
@@ -140,4 +140,52 @@ struct ExchangeTree
         return root + "/TivApps/Photoshop/" + name;
     }
 };
+
+// An OBJ of `count` separate triangles at height z, every corner its own
+// vertex and at texture coordinate (0.5, 0.25). The second coordinate is
+// there for the empty fourth corner of a triangle, which takes it.
+inline std::string trianglesObj(int count, int z)
+{
+    std::string obj = "vt 0.5 0.25\nvt 0.5 0.25\n";
+    for (int i = 0; i < count; ++i)
+        obj += "v " + std::to_string(i) + " 0 " + std::to_string(z) + "\nv " + std::to_string(i) +
+               " 1 " + std::to_string(z) + "\nv " + std::to_string(i + 1) + " 1 " +
+               std::to_string(z) + "\n";
+    for (int i = 0; i < count; ++i)
+        obj += "f " + std::to_string(3 * i + 1) + "/1 " + std::to_string(3 * i + 2) + "/1 " +
+               std::to_string(3 * i + 3) + "/1\n";
+    return obj;
+}
+
+// The blocks of a .tiv file by tag: its element count and its data bytes.
+// Empty when the header is not there; stops at the end block or a bad size.
+struct TivBlock
+{
+    uint32_t count = 0;
+    std::string data;
+};
+
+inline std::map<uint32_t, TivBlock> readTivBlocks(const std::string& path)
+{
+    std::map<uint32_t, TivBlock> blocks;
+    std::string bytes = readText(path);
+    if (bytes.size() < 32 || bytes.compare(0, 4, "Tivb") != 0) return blocks;
+    size_t at = 32;
+    while (at + 16 <= bytes.size())
+    {
+        uint32_t header[3];
+        memcpy(header, bytes.data() + at, sizeof(header));
+        if (header[0] == 0 || header[1] < 16 || at + header[1] > bytes.size()) break;
+        blocks[header[0]] = TivBlock{header[2], bytes.substr(at + 16, header[1] - 16)};
+        at += header[1];
+    }
+    return blocks;
+}
+
+template <typename T> std::vector<T> tivValues(const TivBlock& block)
+{
+    std::vector<T> values(block.data.size() / sizeof(T));
+    if (!values.empty()) memcpy(values.data(), block.data.data(), values.size() * sizeof(T));
+    return values;
+}
 } // namespace sandbox

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// A 3D layer's model as the simulated image editor keeps it: shared positions
+// and texture coordinates, and triangles whose corners index both.
+struct HostCorner
+{
+    uint32_t position;
+    uint32_t uv;
+};
+
+struct HostModel
+{
+    std::vector<std::array<float, 3>> positions;
+    std::vector<std::array<float, 2>> uvs;
+    std::vector<std::array<HostCorner, 3>> triangles;
+};
+
+// The layer every run starts with unless told otherwise: a closed, textured
+// sphere of 3968 triangles over 1986 distinct positions, off the origin so that
+// an axis flip shows in its bounding box.
+HostModel makeDefaultModel();
+
+// Reads the positions, texture coordinates and faces of an OBJ file; polygons
+// become fans of triangles, corners without texture coordinates get (0, 0) and
+// faces with an index out of range are dropped. False with a reason when the
+// file cannot be read or holds no face.
+bool readObjModel(const std::string& path, HostModel& model, std::string& error);
+
+// What an export wrote, for the report.
+struct HostExport
+{
+    std::string objPath;
+    std::string mtlPath;
+    std::string texturePath;
+    size_t faceCount = 0;
+};
+
+// Writes the model the way the image editor exports a 3D layer: an OBJ with
+// one position and one texture coordinate per face corner and its header
+// counts, an MTL beside it and the texture image the MTL names. False with the
+// system's reason when a file cannot be written.
+bool exportModel(const HostModel& model, const std::string& objPath, HostExport& written,
+                 std::string& error);
