@@ -17,8 +17,11 @@ struct ToolRun
 // Runs the built tool with its output and errors captured in files.
 ToolRun tivtool(const std::string& arguments)
 {
-    const std::string tool =
-        (std::filesystem::path(TIV_TEST_TMP).parent_path() / "tools/tivtool/tivtool").string();
+#ifdef TIV_TIVTOOL_EXE
+    const std::string tool = TIV_TIVTOOL_EXE;
+#else
+    const std::string tool = "tivtool was not built";
+#endif
     // Beside the test's own folder, which testFolder() would empty.
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     const std::string dir =
