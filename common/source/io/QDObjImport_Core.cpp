@@ -408,7 +408,7 @@ private:
     // byte, sign included): the same bits as the digit-by-digit reading. On
     // success p is left on the ending byte; anything else (an exponent, a
     // longer mantissa, a bad byte) returns false.
-    static bool quickNumber(const unsigned char*& p, float& value)
+    __attribute__((always_inline)) static bool quickNumber(const unsigned char*& p, float& value)
     {
         const unsigned char* q = p;
         float sign = 1.0f;
@@ -533,8 +533,21 @@ private:
             ++p;
         if (!qdObjIsLineEnd(*p)) return false;
         in.setPosition(p + 1);
-        for (int k = 0; k < count; ++k)
-            texture ? storeUV(value[k]) : storePosition(value[k]);
+        // Whole vectors when no earlier short line left a vector half filled:
+        // storing the parts one float at a time and reading them back as a
+        // vector stalls the store forwarding on every line.
+        if (texture && m_uvComponent == 0)
+        {
+            if (m_uvs.reserve(1)) m_uvs.put(QDVector2f(value[0], value[1]));
+        }
+        else if (!texture && m_positionComponent == 0)
+        {
+            m_positionNumbers += 3;
+            if (m_vertices.reserve(1)) m_vertices.put(QDVector3f(value[0], value[1], value[2]));
+        }
+        else
+            for (int k = 0; k < count; ++k)
+                texture ? storeUV(value[k]) : storePosition(value[k]);
         return true;
     }
 
