@@ -65,18 +65,20 @@ class QDObjByteReader
 public:
     QDObjByteReader(FILE* file, unsigned long bufferSize)
         : m_file(file), m_size(bufferSize > 0 ? bufferSize : 1),
-          m_buffer(new (std::nothrow) unsigned char[m_size + s_padding])
+          m_buffer(new (std::nothrow) unsigned char[s_frontPadding + m_size + s_padding])
     {
-        if (m_buffer)
-        {
-            qdAdviseHugePages(m_buffer.get(), m_size);
-            memset(m_buffer.get() + m_size, 0, s_padding);
-        }
+        if (!m_buffer) return;
+        memset(m_buffer.get(), 0, s_frontPadding);
+        qdAdviseHugePages(data(), m_size);
     }
 
-    // Bytes readable past the end of the data, so that word-wide scans that
-    // stop inside the data may load a whole word.
-    static const unsigned long s_padding = 8;
+    // Bytes readable past the end of the data, so that wide scans of a line
+    // that ends inside the data may load whole words and the 64-byte window of
+    // the whole-line readers, and bytes readable before its start for the
+    // words that end with a number. All are zeroed (those after the data after
+    // every fill), so that such loads never see bytes that were never written.
+    static const unsigned long s_padding = 64;
+    static const unsigned long s_frontPadding = 16;
 
     // The next byte (0-255), or -1 at the end of the file.
     int next()
@@ -108,12 +110,15 @@ public:
     const unsigned char* lineSafeEnd() const { return m_lineSafeEnd; }
 
 private:
+    unsigned char* data() { return m_buffer.get() + s_frontPadding; }
+
     bool refill()
     {
         if (!m_buffer) return false;
-        unsigned long n = QDDiskServer::fileRead(m_file, m_buffer.get(), m_size);
-        m_pos = m_buffer.get();
+        unsigned long n = QDDiskServer::fileRead(m_file, data(), m_size);
+        m_pos = data();
         m_end = m_pos + n;
+        memset(data() + n, 0, s_padding);
         m_lineSafeEnd = m_pos;
         for (const unsigned char* p = m_end; p != m_pos; --p)
             if (qdObjIsLineEnd(p[-1]))
@@ -133,7 +138,9 @@ private:
 };
 
 // Reads a line known to end inside the buffer: every scan of the readers
-// stops at a line end, so no byte past it is ever touched.
+// stops at a line end, so no byte past it counts. Wide loads may look at up to
+// QDObjByteReader::s_padding bytes past it and s_frontPadding bytes before the
+// data.
 class QDObjLineCursor
 {
 public:
