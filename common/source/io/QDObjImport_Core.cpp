@@ -1,6 +1,7 @@
 #include "QDObjImport.h"
 
 #include "QDObjByteReader.h"
+#include "QDObjLineScan.h"
 #include "QDTivMesh.h"
 
 #include <climits>
@@ -292,6 +293,17 @@ public:
         m_array.push_back(value);
         ++m_size;
     }
+    void add(const T& value)
+    {
+        if (reserve(1)) put(value);
+    }
+    void put4(const T& a, const T& b, const T& c, const T& d)
+    {
+        put(a);
+        put(b);
+        put(c);
+        put(d);
+    }
 
     // Gives back storage that growth or overstated header counts left unused;
     // an exact count costs no copy.
@@ -346,16 +358,24 @@ public:
         for (;;)
         {
             const unsigned char*& position = m_in.position();
-            // A material name ends only at a LF, which the line-safe end does
-            // not promise, so that one line always takes the checked path.
-            if (position < m_in.lineSafeEnd() && !(*position == 'u' && wantsMaterialName()))
+            const unsigned char* p = position;
+            const unsigned char* const safeEnd = m_in.lineSafeEnd();
+            while (p < safeEnd)
             {
-                QDObjLineCursor line(position, m_in.lineSafeEnd());
+                if (const unsigned char* next = usualLine(p))
+                {
+                    p = next;
+                    continue;
+                }
+                // A material name ends only at a LF, which the line-safe end
+                // does not promise, so that one line takes the checked path.
+                if (*p == 'u' && wantsMaterialName()) break;
+                QDObjLineCursor line(p, safeEnd);
                 readLine(line);
-                position = line.position();
+                p = line.position();
             }
-            else if (!readLine(m_in))
-                break;
+            position = p;
+            if (!readLine(m_in)) break;
         }
         m_vertices.finish();
         m_slots.finish();
@@ -508,8 +528,34 @@ private:
         }
     }
 
-    // A whole line "v x y z" or "vt u v" of usual numbers, with blanks between
-    // them and nothing else, is read in one go and stored as the general
+    // The lines of nearly every large file, "v x y z", "vt u v" and faces of
+    // three or four corners, each read in one go when it lies whole in the
+    // buffer at p. Returns the start of the next line, or null with nothing
+    // read for any other line.
+    const unsigned char* usualLine(const unsigned char* p)
+    {
+        float value[3];
+        const unsigned char* end;
+        if (p[0] == 'f') return wholeFaceLine(p + 1);
+        if (p[0] != 'v') return nullptr;
+        // Whole vectors only when no earlier short line left one half filled.
+        if (p[1] == ' ')
+        {
+            if (m_positionComponent != 0 || !(end = qdObjQuickNumbers<3>(p + 1, value)))
+                return nullptr;
+            m_positionNumbers += 3;
+            m_vertices.add(QDVector3f(value[0], value[1], value[2]));
+            return end + 1;
+        }
+        if (p[1] != 't' || !m_readUVs || m_uvComponent != 0 ||
+            !(end = qdObjQuickNumbers<2>(p + 2, value)))
+            return nullptr;
+        m_uvs.add(QDVector2f(value[0], value[1]));
+        return end + 1;
+    }
+
+    // A whole "v" or "vt" line of numbers with blanks between them and
+    // nothing else, read along the line in one go and stored as the general
     // reading would store it; any other line is left untouched for that one.
     bool quickVertexLine(QDObjLineCursor& in)
     {
@@ -519,36 +565,43 @@ private:
         p += texture;
         const int count = texture ? 2 : 3;
         float value[3];
-        for (int k = 0; k < count; ++k)
-        {
-            if (!qdObjIsBlank(*p)) return false;
-            do
-                ++p;
-            while (qdObjIsBlank(*p));
-            const int c = *p;
-            if (!(qdObjIsDigit(c) || c == '-' || c == '+' || c == '.') || !quickNumber(p, value[k]))
-                return false;
-        }
-        while (qdObjIsBlank(*p))
-            ++p;
-        if (!qdObjIsLineEnd(*p)) return false;
-        in.setPosition(p + 1);
+        const unsigned char* end = wordWiseNumbers(p, count, value);
+        if (!end) return false;
+        in.setPosition(end + 1);
         // Whole vectors when no earlier short line left a vector half filled:
         // storing the parts one float at a time and reading them back as a
         // vector stalls the store forwarding on every line.
         if (texture && m_uvComponent == 0)
-        {
-            if (m_uvs.reserve(1)) m_uvs.put(QDVector2f(value[0], value[1]));
-        }
+            m_uvs.add(QDVector2f(value[0], value[1]));
         else if (!texture && m_positionComponent == 0)
         {
             m_positionNumbers += 3;
-            if (m_vertices.reserve(1)) m_vertices.put(QDVector3f(value[0], value[1], value[2]));
+            m_vertices.add(QDVector3f(value[0], value[1], value[2]));
         }
         else
             for (int k = 0; k < count; ++k)
                 texture ? storeUV(value[k]) : storePosition(value[k]);
         return true;
+    }
+
+    // The numbers of a line that the whole-line reader refused (numbers
+    // without a dot or with more digits, a plus sign, tabs, a long line), one
+    // after the other along the line; null for a line of any other shape.
+    static const unsigned char* wordWiseNumbers(const unsigned char* p, int count, float* value)
+    {
+        for (int k = 0; k < count; ++k)
+        {
+            if (!qdObjIsBlank(*p)) return nullptr;
+            do
+                ++p;
+            while (qdObjIsBlank(*p));
+            const int c = *p;
+            if (!(qdObjIsDigit(c) || c == '-' || c == '+' || c == '.') || !quickNumber(p, value[k]))
+                return nullptr;
+        }
+        while (qdObjIsBlank(*p))
+            ++p;
+        return qdObjIsLineEnd(*p) ? p : nullptr;
     }
 
     bool vertexLine(QDObjLineCursor& in)
@@ -670,6 +723,30 @@ private:
     bool faceLine(QDObjLineCursor& in)
     {
         return quickFaceLine(in) || faceLine<QDObjLineCursor>(in);
+    }
+
+    // A face line of three or four usual corners, when no abandoned line has
+    // left corners behind, goes straight to the face slots; the corner lists
+    // stay empty, as emitting the face would leave them. p is the byte after
+    // the "f"; returns the start of the next line, or null with nothing read.
+    const unsigned char* wholeFaceLine(const unsigned char* p)
+    {
+        QDObjCorners corners;
+        if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
+        const unsigned char* end = qdObjQuickCorners(p, corners);
+        if (!end) return nullptr;
+        const bool writeUVs = corners.textured && m_readUVs;
+        if (m_slots.reserve(4) && (!writeUVs || m_uvSlots.reserve(4)))
+        {
+            const bool quad = corners.count == 4;
+            m_slots.put4(corners.vertex[0], corners.vertex[1], corners.vertex[2],
+                         quad ? corners.vertex[3] : -1);
+            // A triangle's fourth texture slot holds 1, not -1.
+            if (writeUVs)
+                m_uvSlots.put4(corners.texture[0], corners.texture[1], corners.texture[2],
+                               quad ? corners.texture[3] : 1);
+        }
+        return end + 1;
     }
 
     // "f" lines; the "f" has been read. The corner lists are cleared only when

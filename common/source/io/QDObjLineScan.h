@@ -1,0 +1,449 @@
+#pragma once
+
+// Whole-line readers for the lines that make up nearly all of a large OBJ
+// file: "v x y z", "vt u v" and "f a/b c/d e/f". The spaces, line ends and
+// marks of a line are found in one wide step, so the place of every number is
+// known before any is read and the numbers are converted side by side instead
+// of one after the other. Each number is read from the eight bytes that end
+// with it. A line of any other shape is refused untouched, for the readers
+// that go along the line.
+//
+// Lines are read where they lie in the read buffer: up to 64 bytes from the
+// first byte after the keyword and 16 bytes before it may be loaded, and only
+// the bytes of the line decide anything.
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
+#include <emmintrin.h>
+#define QD_OBJ_LINE_SCAN_SSE2 1
+#endif
+
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "the line readers take eight characters as one little-endian word"
+#endif
+
+// One bit per byte of the first 64 bytes of a line, bit i for byte i. Only the
+// bits before the first line end are meaningful; the later ones depend on how
+// they were found and are never looked at.
+struct QDObjLineBits
+{
+    std::uint64_t space = 0;
+    std::uint64_t lineEnd = 0; // LF or CR
+    std::uint64_t mark = 0;    // "." in a number line, "/" in a face line
+    std::uint64_t valid = 0;   // a space, a "/" or a digit; face lines only
+};
+
+// Byte at a time, and stopping at the first line end; the reference that the
+// wide version must agree with.
+inline QDObjLineBits qdObjLineBitsByByte(const unsigned char* p, bool faceLine)
+{
+    QDObjLineBits bits;
+    for (int i = 0; i < 64; ++i)
+    {
+        const int c = p[i];
+        const std::uint64_t bit = std::uint64_t(1) << i;
+        if (c == '\n' || c == '\r')
+        {
+            bits.lineEnd = bit;
+            break;
+        }
+        if (c == ' ') bits.space |= bit;
+        if (c == (faceLine ? '/' : '.')) bits.mark |= bit;
+        if (faceLine && (c == ' ' || c == '/' || unsigned(c - '0') < 10u)) bits.valid |= bit;
+    }
+    return bits;
+}
+
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+namespace qdObjLineScan
+{
+inline std::uint64_t bitsOf(__m128i bytes, int shift)
+{
+    return std::uint64_t(unsigned(_mm_movemask_epi8(bytes))) << shift;
+}
+
+inline __m128i equal(__m128i x, char c)
+{
+    return _mm_cmpeq_epi8(x, _mm_set1_epi8(c));
+}
+
+// Classifies the 16 bytes at p into bits shift .. shift + 15.
+template <bool faceLine>
+inline void classify16(const unsigned char* p, int shift, QDObjLineBits& bits)
+{
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i space = equal(x, ' ');
+    const __m128i mark = equal(x, faceLine ? '/' : '.');
+    bits.space |= bitsOf(space, shift);
+    bits.lineEnd |= bitsOf(_mm_or_si128(equal(x, '\n'), equal(x, '\r')), shift);
+    bits.mark |= bitsOf(mark, shift);
+    if (faceLine)
+    {
+        // Signed comparisons: bytes from 0x80 on are negative, so never digits.
+        const __m128i digit = _mm_and_si128(_mm_cmpgt_epi8(x, _mm_set1_epi8('0' - 1)),
+                                            _mm_cmplt_epi8(x, _mm_set1_epi8('9' + 1)));
+        bits.valid |= bitsOf(_mm_or_si128(_mm_or_si128(space, mark), digit), shift);
+    }
+}
+} // namespace qdObjLineScan
+#endif
+
+// The byte classes of the line that begins at p.
+template <bool faceLine> inline QDObjLineBits qdObjLineBits(const unsigned char* p)
+{
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+    QDObjLineBits bits;
+    qdObjLineScan::classify16<faceLine>(p, 0, bits);
+    qdObjLineScan::classify16<faceLine>(p + 16, 16, bits);
+    // Most lines end within 32 bytes; only the others pay for the second half.
+    if (bits.lineEnd == 0)
+    {
+        qdObjLineScan::classify16<faceLine>(p + 32, 32, bits);
+        qdObjLineScan::classify16<faceLine>(p + 48, 48, bits);
+    }
+    return bits;
+#else
+    return qdObjLineBitsByByte(p, faceLine);
+#endif
+}
+
+namespace qdObjLineScan
+{
+// Positions are unsigned, so that they widen to addresses for free.
+inline unsigned lowestBit(std::uint64_t x)
+{
+    return unsigned(__builtin_ctzll(x));
+}
+
+inline std::uint64_t below(int n)
+{
+    return (std::uint64_t(1) << n) - 1;
+}
+
+// The words of the line (runs of bytes other than spaces) as the bits of
+// their first bytes and of the bytes just past them; false without a line end.
+inline bool lineWords(const QDObjLineBits& bits, unsigned& end, std::uint64_t& starts,
+                      std::uint64_t& ends)
+{
+    if (bits.lineEnd == 0) return false;
+    end = lowestBit(bits.lineEnd);
+    const std::uint64_t words = ~bits.space & below(end);
+    starts = words & ~(words << 1);
+    ends = ~words & (words << 1);
+    return true;
+}
+
+// The eight bytes that end just before 'end', as one word: the last character
+// is the top byte.
+inline std::uint64_t wordBefore(const unsigned char* end)
+{
+    std::uint64_t x;
+    memcpy(&x, end - 8, 8);
+    return x;
+}
+
+// Masks of the top n bytes of a word, n from 0 to 8.
+struct TopBytes
+{
+    std::uint64_t mask[9];
+    TopBytes()
+    {
+        for (int n = 0; n <= 8; ++n)
+            mask[n] = n == 0 ? 0 : ~std::uint64_t(0) << (64 - 8 * n);
+    }
+};
+const TopBytes s_topBytes;
+
+// The value of the decimal digits in the top n bytes of a word.
+inline std::uint32_t digitsValue(std::uint64_t word, int n)
+{
+    std::uint64_t d = (word ^ 0x3030303030303030ull) & s_topBytes.mask[n];
+    d = (d * 10 + (d >> 8)) & 0x00FF00FF00FF00FFull;
+    d = (d * 100 + (d >> 16)) & 0x0000FFFF0000FFFFull;
+    return std::uint32_t(d * 10000 + (d >> 32));
+}
+
+// Powers of ten up to 10^8, all exact floats: the divisors of the reading
+// along the line.
+const float s_divisors[9] = {1e0f, 1e1f, 1e2f, 1e3f, 1e4f, 1e5f, 1e6f, 1e7f, 1e8f};
+
+// A number of a "v" or "vt" line: where it ends, and its shape.
+struct Number
+{
+    unsigned end;      // the byte just past it
+    unsigned digits;   // before and after the dot, 1 to 8
+    unsigned decimals; // after the dot, 1 to 8
+    unsigned negative; // 1 after a leading minus
+};
+
+// The digits of a number side by side in the top bytes of a word, as the
+// character codes. The eight bytes before its end hold the decimals; those
+// before the byte before its end hold the whole digits one byte further up,
+// which closes the gap of the dot.
+inline std::uint64_t closedDigits(const unsigned char* p, const Number& n)
+{
+    const std::uint64_t decimals = s_topBytes.mask[n.decimals];
+    return (wordBefore(p + n.end) & decimals) | (wordBefore(p + n.end - 1) & ~decimals);
+}
+
+// The float of a number; false when a byte among its digits is no digit or
+// their value is beyond the 24 bits that keep the reading along the line
+// exact. The same bits as that reading: the value of the digits, exact as a
+// float, divided once by the exact power of ten of the decimals, then negated
+// (0 gives -0).
+inline bool numberValue(const unsigned char* p, const Number& n, float& value)
+{
+    const std::uint64_t closed = closedDigits(p, n);
+    const std::uint64_t d = (closed ^ 0x3030303030303030ull) & s_topBytes.mask[n.digits];
+    // A byte above 9 sets its top bit when 0x76 is added; the top bit itself
+    // is kept out of the sum, so that no carry runs into the next byte.
+    if ((((d & 0x7F7F7F7F7F7F7F7Full) + 0x7676767676767676ull) | d) & 0x8080808080808080ull)
+        return false;
+    const std::uint32_t mantissa = digitsValue(closed, n.digits);
+    if (mantissa > 16777216) return false;
+    const float v = float(int(mantissa)) / s_divisors[n.decimals];
+    value = n.negative ? -v : v;
+    return true;
+}
+
+// The numbers of a line one after the other; the reference of the wide version.
+template <int count>
+inline bool numberValuesByWord(const unsigned char* p, const Number* numbers, float* values)
+{
+    for (int k = 0; k < count; ++k)
+        if (!numberValue(p, numbers[k], values[k])) return false;
+    return true;
+}
+
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+// Sign bits of up to four lanes, lane k negative when bit k of the index is set.
+struct SignLanes
+{
+    __m128 lanes[16];
+    SignLanes()
+    {
+        for (int i = 0; i < 16; ++i)
+        {
+            const __m128i bit = _mm_set1_epi32(INT32_MIN);
+            lanes[i] = _mm_castsi128_ps(_mm_and_si128(
+                bit, _mm_set_epi32(-(i >> 3 & 1), -(i >> 2 & 1), -(i >> 1 & 1), -(i & 1))));
+        }
+    }
+};
+const SignLanes s_signLanes;
+
+// Two words from memory, one per lane.
+inline __m128i lanes(const void* a, const void* b)
+{
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(static_cast<const __m128i*>(a)),
+                              _mm_loadl_epi64(static_cast<const __m128i*>(b)));
+}
+
+// The digit values of two numbers, one per lane (as numberValue reads them),
+// in the top bytes of the lane; 'digits' turns to zero where a byte is no digit.
+inline __m128i closedDigitPair(const unsigned char* p, const Number& a, const Number& b,
+                               __m128i& digits)
+{
+    const __m128i decimals = lanes(&s_topBytes.mask[a.decimals], &s_topBytes.mask[b.decimals]);
+    const __m128i closed =
+        _mm_or_si128(_mm_and_si128(lanes(p + a.end - 8, p + b.end - 8), decimals),
+                     _mm_andnot_si128(decimals, lanes(p + a.end - 9, p + b.end - 9)));
+    const __m128i d = _mm_and_si128(_mm_xor_si128(closed, _mm_set1_epi8('0')),
+                                    lanes(&s_topBytes.mask[a.digits], &s_topBytes.mask[b.digits]));
+    digits = _mm_and_si128(digits, _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(9)), d));
+    return d;
+}
+
+// The value of the digits of each lane, in the lane's low half: pairs of
+// digits, then fours, then eights, the most significant digit in the lowest
+// byte.
+inline __m128i digitPairValues(__m128i d)
+{
+    const __m128i pairs =
+        _mm_add_epi16(_mm_mullo_epi16(_mm_and_si128(d, _mm_set1_epi16(0xFF)), _mm_set1_epi16(10)),
+                      _mm_srli_epi16(d, 8));
+    const __m128i fours = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00010064));
+    return _mm_add_epi32(_mm_mul_epu32(fours, _mm_set1_epi32(10000)), _mm_srli_epi64(fours, 32));
+}
+
+// The numbers of a line side by side in the lanes of registers, with the same
+// results as numberValuesByWord.
+template <int count>
+inline bool numberValuesWide(const unsigned char* p, const Number* numbers, float* values)
+{
+    const Number& a = numbers[0];
+    const Number& b = numbers[1];
+    const Number& c = numbers[count - 1];
+    __m128i digits = _mm_set1_epi8(-1);
+    const __m128i first = digitPairValues(closedDigitPair(p, a, b, digits));
+    // A lone third number fills both lanes of the second register.
+    const __m128i second = count == 3 ? digitPairValues(closedDigitPair(p, c, c, digits)) : first;
+    const __m128i mantissas = _mm_castps_si128(
+        _mm_shuffle_ps(_mm_castsi128_ps(first), _mm_castsi128_ps(second), _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m128i tooLarge = _mm_cmpgt_epi32(mantissas, _mm_set1_epi32(16777216));
+    if (_mm_movemask_epi8(_mm_andnot_si128(tooLarge, digits)) != 0xFFFF) return false;
+    const __m128 divisors = _mm_movelh_ps(
+        _mm_unpacklo_ps(_mm_load_ss(&s_divisors[a.decimals]), _mm_load_ss(&s_divisors[b.decimals])),
+        _mm_load_ss(&s_divisors[c.decimals]));
+    const __m128 v = _mm_xor_ps(_mm_div_ps(_mm_cvtepi32_ps(mantissas), divisors),
+                                s_signLanes.lanes[a.negative | b.negative << 1 | c.negative << 2]);
+    _mm_storel_pi(reinterpret_cast<__m64*>(values), v);
+    if (count == 3) _mm_store_ss(values + 2, _mm_movehl_ps(v, v));
+    return true;
+}
+#endif
+
+template <int count>
+inline bool numberValues(const unsigned char* p, const Number* numbers, float* values)
+{
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+    return numberValuesWide<count>(p, numbers, values);
+#else
+    return numberValuesByWord<count>(p, numbers, values);
+#endif
+}
+} // namespace qdObjLineScan
+
+namespace qdObjLineScan
+{
+// True when x has exactly n bits set.
+template <int n> inline bool hasBits(std::uint64_t x)
+{
+    for (int k = 1; k < n; ++k)
+        x &= x - 1;
+    return x != 0 && (x & (x - 1)) == 0;
+}
+
+// Takes the first number of the line's words and dots into n. 'shapes' turns
+// negative when a number has no whole part left of its dot (its dot lies in an
+// earlier number), no decimals, or more than eight digits.
+inline void takeNumber(const unsigned char* p, std::uint64_t& starts, std::uint64_t& ends,
+                       std::uint64_t& dots, Number& n, int& shapes)
+{
+    const unsigned first = lowestBit(starts), point = lowestBit(dots);
+    n.end = lowestBit(ends);
+    starts &= starts - 1;
+    ends &= ends - 1;
+    dots &= dots - 1;
+    n.negative = p[first] == '-';
+    const unsigned whole = point - first - n.negative;
+    n.decimals = n.end - point - 1;
+    n.digits = whole + n.decimals;
+    shapes |= int(whole) | int(n.decimals - 1) | int(8 - n.digits);
+}
+
+// The shapes of the numbers of the line that begins at p, the byte after the
+// keyword, and the position of its line end; false for a line of any other
+// shape than the one qdObjQuickNumbers reads.
+template <int count> inline bool lineNumbers(const unsigned char* p, Number* numbers, unsigned& end)
+{
+    const QDObjLineBits bits = qdObjLineBits<false>(p);
+    std::uint64_t starts, ends;
+    if (!lineWords(bits, end, starts, ends) || !(bits.space & 1)) return false;
+    // As many dots as numbers: with each dot within its number (the k-th dot
+    // in the k-th number), every number has exactly one.
+    std::uint64_t dots = bits.mark & below(end);
+    if (!hasBits<count>(starts) || !hasBits<count>(dots)) return false;
+    int shapes = 0;
+    takeNumber(p, starts, ends, dots, numbers[0], shapes);
+    takeNumber(p, starts, ends, dots, numbers[1], shapes);
+    if (count == 3) takeNumber(p, starts, ends, dots, numbers[count - 1], shapes);
+    return shapes >= 0;
+}
+} // namespace qdObjLineScan
+
+// Reads the rest of a "v" or "vt" line from p, the byte after the keyword:
+// exactly 'count' (2 or 3) numbers after spaces, then spaces and a line end.
+// Each number is an optional minus, digits, one dot and decimals, with one to
+// eight digits after the dot and at most eight in all, worth at most 2^24
+// without the dot; any other line is refused. Returns the address of the line
+// end, or null.
+template <int count>
+inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* values)
+{
+    qdObjLineScan::Number numbers[count];
+    unsigned end;
+    if (!qdObjLineScan::lineNumbers<count>(p, numbers, end) ||
+        !qdObjLineScan::numberValues<count>(p, numbers, values))
+        return nullptr;
+    return p + end;
+}
+
+// The corners of a face line as the reading along the line lists them.
+struct QDObjCorners
+{
+    int count = 0;
+    bool textured = false; // every corner has a texture index
+    int vertex[4];
+    int texture[4];
+};
+
+namespace qdObjLineScan
+{
+// Where the indices of a corner end, and how many digits they have.
+struct Corner
+{
+    unsigned vertexEnd, vertexDigits;
+    unsigned textureEnd, textureDigits;
+};
+
+// Takes the first corner of the line's words. A corner's vertex index runs up
+// to its first "/" (or its end), its texture index from there to its second
+// "/" (or its end); 'shapes' turns negative when one has more than eight
+// digits, and 'textured' gets bit k when the texture index of corner k has any.
+inline void takeCorner(std::uint64_t& starts, std::uint64_t& ends, std::uint64_t marks, Corner& c,
+                       int k, int& shapes, unsigned& textured)
+{
+    const unsigned first = lowestBit(starts), last = lowestBit(ends);
+    starts &= starts - 1;
+    ends &= ends - 1;
+    // The corner's slashes, and a stop bit at its end for the missing ones.
+    const std::uint64_t stop = std::uint64_t(1) << (last - first);
+    const std::uint64_t slashes = (marks >> first) & (stop - 1);
+    c.vertexEnd = first + lowestBit(slashes | stop);
+    c.textureEnd = first + lowestBit((slashes & (slashes - 1)) | stop);
+    c.vertexDigits = c.vertexEnd - first;
+    c.textureDigits = c.textureEnd - c.vertexEnd - (slashes != 0);
+    shapes |= int(8 - c.vertexDigits) | int(8 - c.textureDigits);
+    textured |= unsigned(c.textureDigits != 0) << k;
+}
+} // namespace qdObjLineScan
+
+// Reads the rest of an "f" line from p, the byte after the keyword: three or
+// four corners after spaces, then spaces and a line end. A corner is "a",
+// "a/b", "a//c" or "a/b/c" with indices of at most eight digits; anything
+// after its second "/" is passed over, as the reading along the line does.
+// Either every corner has a texture index or none. Any other line is refused.
+// Returns the address of the line end, or null.
+inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorners& corners)
+{
+    using namespace qdObjLineScan;
+    const QDObjLineBits bits = qdObjLineBits<true>(p);
+    unsigned end;
+    std::uint64_t starts, ends;
+    if (!lineWords(bits, end, starts, ends)) return nullptr;
+    // A space after the keyword; a digit first in every corner.
+    if (!(bits.space & 1) || (~bits.valid & below(end)) || (bits.mark & starts)) return nullptr;
+    const bool quad = hasBits<4>(starts);
+    if (!quad && !hasBits<3>(starts)) return nullptr;
+    Corner c[4];
+    int shapes = 0;
+    unsigned textured = 0;
+    takeCorner(starts, ends, bits.mark, c[0], 0, shapes, textured);
+    takeCorner(starts, ends, bits.mark, c[1], 1, shapes, textured);
+    takeCorner(starts, ends, bits.mark, c[2], 2, shapes, textured);
+    if (quad) takeCorner(starts, ends, bits.mark, c[3], 3, shapes, textured);
+    const unsigned all = quad ? 15 : 7;
+    if (shapes < 0 || (textured != 0 && textured != all)) return nullptr;
+    corners.count = quad ? 4 : 3;
+    corners.textured = textured != 0;
+    for (int k = 0; k < corners.count; ++k)
+    {
+        corners.vertex[k] = int(digitsValue(wordBefore(p + c[k].vertexEnd), c[k].vertexDigits)) - 1;
+        corners.texture[k] =
+            int(digitsValue(wordBefore(p + c[k].textureEnd), c[k].textureDigits)) - 1;
+    }
+    return p + end;
+}

@@ -1,0 +1,258 @@
+#include "QDObjImport.h"
+#include "QDObjLineScan.h"
+#include "QDTivMesh.h"
+#include "TestSupport.h"
+
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace
+{
+// A line where the read buffer would hold it: readable bytes before it and
+// zeroed bytes after it.
+class PaddedLine
+{
+public:
+    explicit PaddedLine(const std::string& text) : m_bytes(16 + text.size() + 64, 0)
+    {
+        memcpy(m_bytes.data() + 16, text.data(), text.size());
+    }
+    const unsigned char* begin() const { return m_bytes.data() + 16; }
+
+private:
+    std::vector<unsigned char> m_bytes;
+};
+
+class Random
+{
+public:
+    unsigned below(unsigned n)
+    {
+        m_state = m_state * 6364136223846793005ull + 1442695040888963407ull;
+        return unsigned(m_state >> 33) % n;
+    }
+    bool oneIn(unsigned n) { return below(n) == 0; }
+    char pick(const char* choices) { return choices[below(unsigned(strlen(choices)))]; }
+
+private:
+    unsigned long long m_state = 0x5eed;
+};
+
+std::string digits(Random& r, unsigned most)
+{
+    std::string s;
+    for (unsigned n = r.below(most + 1); n > 0; --n)
+        s += char('0' + r.below(10));
+    return s;
+}
+
+// Mostly the usual "-d.dddddd", with every near miss the whole-line reader
+// must refuse or read exactly as the reading along the line does.
+std::string numberText(Random& r)
+{
+    if (r.oneIn(12)) return std::string(1, r.pick("-+.e5x,/")) + digits(r, 3);
+    std::string s = r.oneIn(2) ? "-" : (r.oneIn(20) ? "+" : "");
+    s += digits(r, r.oneIn(4) ? 10 : 3);
+    if (!r.oneIn(10)) s += ".";
+    s += digits(r, r.oneIn(4) ? 10 : 7);
+    if (r.oneIn(15)) s += r.pick("eE.-") + digits(r, 2);
+    return s;
+}
+
+std::string cornerText(Random& r)
+{
+    if (r.oneIn(20)) return std::string(1, r.pick("-+/x.")) + digits(r, 2);
+    std::string s = digits(r, r.oneIn(5) ? 10 : 7);
+    switch (r.below(6))
+    {
+    case 0:
+        return s;
+    case 1:
+    case 2:
+        return s + "/" + digits(r, r.oneIn(5) ? 10 : 7);
+    case 3:
+        return s + "//" + digits(r, 3);
+    case 4:
+        return s + "/" + digits(r, 7) + "/" + digits(r, 3) + (r.oneIn(4) ? "/7" : "");
+    default:
+        return s + (r.oneIn(2) ? "/" : "/-1");
+    }
+}
+
+std::string separator(Random& r)
+{
+    return r.oneIn(10) ? std::string(1 + r.below(3), r.pick(" \t")) : " ";
+}
+
+std::string lineEnd(Random& r)
+{
+    std::string trail = r.oneIn(8) ? std::string(1 + r.below(2), ' ') : "";
+    return trail + (r.oneIn(10) ? "\r\n" : "\n");
+}
+
+// A file of vertex, texture and face lines of every shape, and some others.
+std::string randomFile(Random& r, int lines)
+{
+    std::string text;
+    for (int i = 0; i < lines; ++i)
+    {
+        const unsigned kind = r.below(20);
+        if (kind < 7)
+        {
+            text += kind < 4 ? "v" : "vt";
+            const unsigned count = (kind < 4 ? 3 : 2) + (r.oneIn(8) ? r.below(3) : 1) - 1;
+            for (unsigned k = 0; k < count; ++k)
+                text += (k > 0 || !r.oneIn(30) ? separator(r) : "") + numberText(r);
+            text += lineEnd(r);
+        }
+        else if (kind < 16)
+        {
+            text += "f";
+            const unsigned count = r.oneIn(6) ? 2 + r.below(4) : 3 + r.below(2);
+            for (unsigned k = 0; k < count; ++k)
+                text += separator(r) + cornerText(r);
+            text += lineEnd(r);
+        }
+        else
+        {
+            static const char* const others[] = {"# comment\n",   "\n",       "vn 0 1 0\n", "s 1\n",
+                                                 "usemtl skin\n", "g group\n"};
+            text += others[r.below(6)];
+        }
+    }
+    return text;
+}
+
+template <typename T> bool sameBytes(const QDArray<T>& a, const QDArray<T>& b)
+{
+    return a.size() == b.size() &&
+           (a.size() == 0 || memcmp(a.begin(), b.begin(), sizeof(T) * size_t(a.size())) == 0);
+}
+
+// Imports the text with a buffer of the given size; with one byte no line is
+// ever whole in the buffer, so every line is read byte by byte.
+QDTivMesh importWith(const std::string& text, unsigned long bufferSize)
+{
+    const std::string path = testFolder() + "/lines.obj";
+    writeBytes(path, text);
+    QDTivMesh mesh;
+    QDObjImport importer(bufferSize);
+    EXPECT_TRUE(importer.importTivMesh(path.c_str(), mesh, true));
+    return mesh;
+}
+
+void expectSameMesh(const QDTivMesh& a, const QDTivMesh& b, const std::string& what)
+{
+    EXPECT_TRUE(sameBytes(a.m_vertices, b.m_vertices)) << what;
+    EXPECT_TRUE(sameBytes(a.m_uniqueUVs, b.m_uniqueUVs)) << what;
+    EXPECT_TRUE(sameBytes(a.m_faceVertexIndices, b.m_faceVertexIndices)) << what;
+    EXPECT_TRUE(sameBytes(a.m_cornerUVIndices, b.m_cornerUVIndices)) << what;
+    EXPECT_TRUE(sameBytes(a.m_cornerUVs, b.m_cornerUVs)) << what;
+}
+} // namespace
+
+TEST(ObjLineScan, WideByteClassesMatchByteAtATime)
+{
+    Random r;
+    for (int i = 0; i < 20000; ++i)
+    {
+        std::string text;
+        for (unsigned n = r.below(72); n > 0; --n)
+            text += r.oneIn(40) ? char(0x80 + r.below(128)) : r.pick("0123456789 ./-+\t\r\nx");
+        const PaddedLine line(text);
+        for (bool face : {false, true})
+        {
+            const QDObjLineBits wide =
+                face ? qdObjLineBits<true>(line.begin()) : qdObjLineBits<false>(line.begin());
+            const QDObjLineBits byByte = qdObjLineBitsByByte(line.begin(), face);
+            // Only the bits before the first line end count, and that end itself.
+            const std::uint64_t end = byByte.lineEnd, kept = end ? end - 1 : ~0ull;
+            ASSERT_EQ(wide.lineEnd & (kept | end), end) << text;
+            EXPECT_EQ(wide.space & kept, byByte.space) << text;
+            EXPECT_EQ(wide.mark & kept, byByte.mark) << text;
+            EXPECT_EQ(wide.valid & kept, byByte.valid) << text;
+        }
+    }
+}
+
+TEST(ObjLineScan, WideNumbersMatchNumbersReadWordByWord)
+{
+    Random r;
+    int read = 0, refused = 0;
+    for (int i = 0; i < 50000; ++i)
+    {
+        std::string text;
+        for (int k = 0; k < 3; ++k)
+            text += " " + numberText(r);
+        const PaddedLine line(text + "\n");
+        qdObjLineScan::Number numbers[3];
+        unsigned end;
+        if (!qdObjLineScan::lineNumbers<3>(line.begin(), numbers, end)) continue;
+        float wide[3] = {1, 1, 1}, byWord[3] = {2, 2, 2};
+        const bool wideRead = qdObjLineScan::numberValues<3>(line.begin(), numbers, wide);
+        ASSERT_EQ(wideRead, qdObjLineScan::numberValuesByWord<3>(line.begin(), numbers, byWord))
+            << text;
+        if (wideRead)
+        {
+            EXPECT_EQ(memcmp(wide, byWord, sizeof(wide)), 0) << text;
+        }
+        read += wideRead;
+        refused += !wideRead;
+    }
+    // Both outcomes are well represented: numbers of the usual shape, and
+    // shapes that only their bytes or their size rule out.
+    EXPECT_GT(read, 3000);
+    EXPECT_GT(refused, 300);
+}
+
+TEST(ObjLineScan, WholeLinesReadAsAlongTheLine)
+{
+    Random r;
+    const std::string text = randomFile(r, 30000);
+    const QDTivMesh byByte = importWith(text, 1);
+    ASSERT_GT(byByte.m_vertices.size(), 3000);
+    ASSERT_GT(byByte.m_faceVertexIndices.size(), 10000);
+    expectSameMesh(importWith(text, QDObjImport::s_readBufferSize), byByte, "whole buffer");
+    // Fills that end anywhere within lines, so that lines lie at either edge
+    // of the buffer.
+    for (unsigned long size : {31ul, 64ul, 97ul, 4096ul})
+        expectSameMesh(importWith(text, size), byByte, std::to_string(size));
+}
+
+TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
+{
+    float v[3];
+    // Eight digits, the most a number may have, and a mantissa of exactly 2^24.
+    EXPECT_NE(qdObjQuickNumbers<3>(PaddedLine(" -12.345678 16.777216 .5\n").begin(), v), nullptr);
+    EXPECT_EQ(v[0], -12.345678f);
+    EXPECT_EQ(v[1], 16.777216f);
+    EXPECT_EQ(v[2], 0.5f);
+    // One more digit, a mantissa past 2^24, no decimals, a plus, an exponent, a
+    // fourth number or a tab are left to the reading along the line.
+    for (const char* refused :
+         {" 1.23456789 0.1 0.1\n", " 16.777217 0.1 0.1\n", " 5. 0.1 0.1\n", " +1.5 0.1 0.1\n",
+          " 1.5e2 0.1 0.1\n", " 0.1 0.1 0.1 0.1\n", "\t0.1 0.1 0.1\n", " 0.1 0.1\n",
+          " 1.1.1 0.1 1\n", " 0.1 -0.-1 0.1\n"})
+        EXPECT_EQ(qdObjQuickNumbers<3>(PaddedLine(refused).begin(), v), nullptr) << refused;
+    // Minus zero keeps its sign.
+    ASSERT_NE(qdObjQuickNumbers<2>(PaddedLine(" -0.000000 0.0\r\n").begin(), v), nullptr);
+    EXPECT_TRUE(std::signbit(v[0]) && !std::signbit(v[1]));
+
+    QDObjCorners corners;
+    ASSERT_NE(qdObjQuickCorners(PaddedLine(" 12345678/1 2/2/9 3/3//  \n").begin(), corners),
+              nullptr);
+    EXPECT_EQ(corners.count, 3);
+    EXPECT_TRUE(corners.textured);
+    EXPECT_EQ(corners.vertex[0], 12345677);
+    EXPECT_EQ(corners.texture[2], 2);
+    ASSERT_NE(qdObjQuickCorners(PaddedLine(" 0//5 1//5 2//5 3//5\n").begin(), corners), nullptr);
+    EXPECT_EQ(corners.count, 4);
+    EXPECT_FALSE(corners.textured);
+    EXPECT_EQ(corners.vertex[0], -1);
+    // Nine digits, mixed texture indices, signs, two or five corners.
+    for (const char* refused : {" 123456789 1 2\n", " 1/1 2 3/3\n", " -1 2 3\n", " 1 2\n",
+                                " 1 2 3 4 5\n", " /1 2 3\n", " 1 2 3x\n"})
+        EXPECT_EQ(qdObjQuickCorners(PaddedLine(refused).begin(), corners), nullptr) << refused;
+}
