@@ -1,0 +1,53 @@
+// Reads arbitrary bytes as the rest of a "v" or "vt" line and of an "f" line,
+// where a read buffer would hold them, and checks the wide steps of the
+// whole-line readers against their byte-at-a-time and word-at-a-time
+// references: the byte classes up to the line end, and the number values.
+// Whole imports, where these readers meet the reading along the line, are
+// checked by objimport_fuzz.
+
+#include "QDObjLineScan.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace
+{
+void checkBits(const unsigned char* line, bool face)
+{
+    const QDObjLineBits wide = face ? qdObjLineBits<true>(line) : qdObjLineBits<false>(line);
+    const QDObjLineBits byByte = qdObjLineBitsByByte(line, face);
+    const std::uint64_t end = byByte.lineEnd, kept = end ? end - 1 : ~0ull;
+    if ((wide.lineEnd & (kept | end)) != end || (wide.space & kept) != byByte.space ||
+        (wide.mark & kept) != byByte.mark || (wide.valid & kept) != byByte.valid)
+        abort();
+}
+
+template <int count> void checkNumbers(const unsigned char* line)
+{
+    qdObjLineScan::Number numbers[count];
+    unsigned end;
+    if (!qdObjLineScan::lineNumbers<count>(line, numbers, end)) return;
+    float wide[count], byWord[count];
+    const bool read = qdObjLineScan::numberValues<count>(line, numbers, wide);
+    if (read != qdObjLineScan::numberValuesByWord<count>(line, numbers, byWord)) abort();
+    if (read && memcmp(wide, byWord, sizeof(wide)) != 0) abort();
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size > 64) size = 64;
+    // The room the read buffer keeps before and after its data.
+    std::vector<unsigned char> buffer(16 + size + 64, 0);
+    unsigned char* line = buffer.data() + 16;
+    memcpy(line, data, size);
+    checkBits(line, false);
+    checkBits(line, true);
+    checkNumbers<2>(line);
+    checkNumbers<3>(line);
+    QDObjCorners corners;
+    if (qdObjQuickCorners(line, corners) && (corners.count < 3 || corners.count > 4)) abort();
+    return 0;
+}
