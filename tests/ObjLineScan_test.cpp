@@ -143,6 +143,26 @@ QDTivMesh importWith(const std::string& text, unsigned long bufferSize)
     return mesh;
 }
 
+struct Counts
+{
+    int vertices = 0, faces = 0, corners = 0, uvs = 0;
+    bool operator==(const Counts& o) const
+    {
+        return vertices == o.vertices && faces == o.faces && corners == o.corners && uvs == o.uvs;
+    }
+};
+
+Counts countWith(const std::string& text, unsigned long bufferSize)
+{
+    const std::string path = testFolder() + "/counts.obj";
+    writeBytes(path, text);
+    Counts n;
+    FILE* file = fopen(path.c_str(), "r");
+    QDObjImport::quickReadStats(file, n.vertices, n.faces, n.corners, n.uvs, bufferSize);
+    fclose(file);
+    return n;
+}
+
 void expectSameMesh(const QDTivMesh& a, const QDTivMesh& b, const std::string& what)
 {
     EXPECT_TRUE(sameBytes(a.m_vertices, b.m_vertices)) << what;
@@ -219,6 +239,13 @@ TEST(ObjLineScan, WholeLinesReadAsAlongTheLine)
     // of the buffer.
     for (unsigned long size : {31ul, 64ul, 97ul, 4096ul})
         expectSameMesh(importWith(text, size), byByte, std::to_string(size));
+
+    // The counting pass counts whole face lines in one go, too.
+    const Counts counted = countWith(text, 1);
+    EXPECT_GT(counted.faces, 5000);
+    EXPECT_GT(counted.corners, 2 * counted.faces);
+    EXPECT_TRUE(countWith(text, QDObjImport::s_readBufferSize) == counted);
+    EXPECT_TRUE(countWith(text, 97) == counted);
 }
 
 TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)

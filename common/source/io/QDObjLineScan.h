@@ -377,7 +377,7 @@ struct QDObjCorners
     int count = 0;
     bool textured = false; // every corner has a texture index
     int vertex[4];
-    int texture[4];
+    int texture[4]; // when textured
 };
 
 namespace qdObjLineScan
@@ -440,10 +440,40 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
     corners.count = quad ? 4 : 3;
     corners.textured = textured != 0;
     for (int k = 0; k < corners.count; ++k)
-    {
         corners.vertex[k] = int(digitsValue(wordBefore(p + c[k].vertexEnd), c[k].vertexDigits)) - 1;
-        corners.texture[k] =
-            int(digitsValue(wordBefore(p + c[k].textureEnd), c[k].textureDigits)) - 1;
-    }
+    if (corners.textured)
+        for (int k = 0; k < corners.count; ++k)
+            corners.texture[k] =
+                int(digitsValue(wordBefore(p + c[k].textureEnd), c[k].textureDigits)) - 1;
+    return p + end;
+}
+
+namespace qdObjLineScan
+{
+// The number of bits set, without relying on a population-count instruction.
+inline unsigned bitCount(std::uint64_t x)
+{
+    x = x - ((x >> 1) & 0x5555555555555555ull);
+    x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    return unsigned((x * 0x0101010101010101ull) >> 56);
+}
+} // namespace qdObjLineScan
+
+// Counts the corners of an "f" line as the counting pass does, from p, the
+// byte after the keyword, for a line of spaces, digits and slashes only: the
+// words that begin with a digit, up to the first word that begins with a "/",
+// which ends the count. Returns the address of the line end, or null for a
+// line of any other bytes (blanks other than spaces among them).
+inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& corners)
+{
+    using namespace qdObjLineScan;
+    const QDObjLineBits bits = qdObjLineBits<true>(p);
+    unsigned end;
+    std::uint64_t starts, ends;
+    if (!lineWords(bits, end, starts, ends)) return nullptr;
+    if (!(bits.space & 1) || (~bits.valid & below(end))) return nullptr;
+    const std::uint64_t stops = bits.mark & starts;
+    corners = bitCount(stops ? starts & below(int(lowestBit(stops))) : starts);
     return p + end;
 }
