@@ -439,12 +439,14 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
     if (shapes < 0 || (textured != 0 && textured != all)) return nullptr;
     corners.count = quad ? 4 : 3;
     corners.textured = textured != 0;
-    for (int k = 0; k < corners.count; ++k)
+    for (int k = 0; k < 4; ++k)
+    {
+        if (k == 3 && !quad) break;
         corners.vertex[k] = int(digitsValue(wordBefore(p + c[k].vertexEnd), c[k].vertexDigits)) - 1;
-    if (corners.textured)
-        for (int k = 0; k < corners.count; ++k)
+        if (corners.textured)
             corners.texture[k] =
                 int(digitsValue(wordBefore(p + c[k].textureEnd), c[k].textureDigits)) - 1;
+    }
     return p + end;
 }
 
