@@ -143,22 +143,14 @@ QDTivMesh importWith(const std::string& text, unsigned long bufferSize)
     return mesh;
 }
 
-struct Counts
-{
-    int vertices = 0, faces = 0, corners = 0, uvs = 0;
-    bool operator==(const Counts& o) const
-    {
-        return vertices == o.vertices && faces == o.faces && corners == o.corners && uvs == o.uvs;
-    }
-};
-
-Counts countWith(const std::string& text, unsigned long bufferSize)
+// The counting pass's four counts.
+std::vector<int> countWith(const std::string& text, unsigned long bufferSize)
 {
     const std::string path = testFolder() + "/counts.obj";
     writeBytes(path, text);
-    Counts n;
+    std::vector<int> n(4);
     FILE* file = fopen(path.c_str(), "r");
-    QDObjImport::quickReadStats(file, n.vertices, n.faces, n.corners, n.uvs, bufferSize);
+    QDObjImport::quickReadStats(file, n[0], n[1], n[2], n[3], bufferSize);
     fclose(file);
     return n;
 }
@@ -173,39 +165,32 @@ void expectSameMesh(const QDTivMesh& a, const QDTivMesh& b, const std::string& w
 }
 } // namespace
 
-TEST(ObjLineScan, WideByteClassesMatchByteAtATime)
-{
-    Random r;
-    for (int i = 0; i < 20000; ++i)
-    {
-        std::string text;
-        for (unsigned n = r.below(72); n > 0; --n)
-            text += r.oneIn(40) ? char(0x80 + r.below(128)) : r.pick("0123456789 ./-+\t\r\nx");
-        const PaddedLine line(text);
-        for (bool face : {false, true})
-        {
-            const QDObjLineBits wide =
-                face ? qdObjLineBits<true>(line.begin()) : qdObjLineBits<false>(line.begin());
-            const QDObjLineBits byByte = qdObjLineBitsByByte(line.begin(), face);
-            // Only the bits before the first line end count, and that end itself.
-            const std::uint64_t end = byByte.lineEnd, kept = end ? end - 1 : ~0ull;
-            ASSERT_EQ(wide.lineEnd & (kept | end), end) << text;
-            EXPECT_EQ(wide.space & kept, byByte.space) << text;
-            EXPECT_EQ(wide.mark & kept, byByte.mark) << text;
-            EXPECT_EQ(wide.valid & kept, byByte.valid) << text;
-        }
-    }
-}
-
-TEST(ObjLineScan, WideNumbersMatchNumbersReadWordByWord)
+TEST(ObjLineScan, WideStepsMatchTheirReferences)
 {
     Random r;
     int read = 0, refused = 0;
-    for (int i = 0; i < 50000; ++i)
+    for (int i = 0; i < 40000; ++i)
     {
-        std::string text;
-        for (int k = 0; k < 3; ++k)
-            text += " " + numberText(r);
+        // Byte classes of any bytes: only the bits before the first line end
+        // count, and that end itself.
+        std::string bytes;
+        for (unsigned n = r.below(72); n > 0; --n)
+            bytes += r.oneIn(40) ? char(0x80 + r.below(128)) : r.pick("0123456789 ./-+\t\r\nx");
+        const PaddedLine any(bytes);
+        for (bool face : {false, true})
+        {
+            const QDObjLineBits wide =
+                face ? qdObjLineBits<true>(any.begin()) : qdObjLineBits<false>(any.begin());
+            const QDObjLineBits byByte = qdObjLineBitsByByte(any.begin(), face);
+            const std::uint64_t end = byByte.lineEnd, kept = end ? end - 1 : ~0ull;
+            ASSERT_EQ(wide.lineEnd & (kept | end), end) << bytes;
+            EXPECT_EQ(wide.space & kept, byByte.space) << bytes;
+            EXPECT_EQ(wide.mark & kept, byByte.mark) << bytes;
+            EXPECT_EQ(wide.valid & kept, byByte.valid) << bytes;
+        }
+
+        // Numbers side by side against one at a time.
+        const std::string text = " " + numberText(r) + " " + numberText(r) + " " + numberText(r);
         const PaddedLine line(text + "\n");
         qdObjLineScan::Number numbers[3];
         unsigned end;
@@ -223,8 +208,8 @@ TEST(ObjLineScan, WideNumbersMatchNumbersReadWordByWord)
     }
     // Both outcomes are well represented: numbers of the usual shape, and
     // shapes that only their bytes or their size rule out.
-    EXPECT_GT(read, 3000);
-    EXPECT_GT(refused, 300);
+    EXPECT_GT(read, 2500);
+    EXPECT_GT(refused, 250);
 }
 
 TEST(ObjLineScan, WholeLinesReadAsAlongTheLine)
@@ -241,11 +226,11 @@ TEST(ObjLineScan, WholeLinesReadAsAlongTheLine)
         expectSameMesh(importWith(text, size), byByte, std::to_string(size));
 
     // The counting pass counts whole face lines in one go, too.
-    const Counts counted = countWith(text, 1);
-    EXPECT_GT(counted.faces, 5000);
-    EXPECT_GT(counted.corners, 2 * counted.faces);
-    EXPECT_TRUE(countWith(text, QDObjImport::s_readBufferSize) == counted);
-    EXPECT_TRUE(countWith(text, 97) == counted);
+    const std::vector<int> counted = countWith(text, 1);
+    EXPECT_GT(counted[1], 5000);
+    EXPECT_GT(counted[2], 2 * counted[1]);
+    EXPECT_EQ(countWith(text, QDObjImport::s_readBufferSize), counted);
+    EXPECT_EQ(countWith(text, 97), counted);
 }
 
 TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
