@@ -1,6 +1,5 @@
 #include "QDGenericConfigFileParser.h"
 
-#include "ExchangeFolderSupport.h"
 #include "TestSupport.h"
 
 #include <cstring>

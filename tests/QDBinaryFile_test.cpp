@@ -1,6 +1,5 @@
 #include "QDTivFile.h"
 #include "TestSupport.h"
-#include "TivTestBytes.h"
 
 TEST(QDBinaryFile, ScalarsStringsAndArraysKeepTheirRawLayout)
 {

@@ -1,6 +1,5 @@
 #include "QDTivMesh.h"
 #include "TestSupport.h"
-#include "TivTestBytes.h"
 
 #include <unistd.h>
 
