@@ -1,8 +1,6 @@
 #include "QDTivMesh.h"
 #include "TestSupport.h"
 
-#include <unistd.h>
-
 namespace
 {
 const std::string header = "Tivb" + zeros(28);
@@ -151,24 +149,14 @@ TEST(TivMeshFile, MissingFilesAndFailedWrites)
     QDTivMesh mesh = squareMesh();
     std::string folder = testFolder();
     EXPECT_FALSE(mesh.loadFromTivFile((folder + "/none.tiv").c_str()));
-    EXPECT_EQ(mesh.m_vertices.size(), 0);
+    EXPECT_EQ(mesh.m_vertices.size(), 0); // cleared all the same
     mesh = squareMesh();
     writeBytes(folder + "/bad.tiv", "TIVB" + zeros(28) + squareBlocks + endBlock);
     EXPECT_FALSE(mesh.loadFromTivFile((folder + "/bad.tiv").c_str()));
     EXPECT_EQ(mesh.m_faceVertexIndices.size(), 0);
 
+    // Buffered: the full disk shows only when the file is closed.
     mesh = squareMesh();
     EXPECT_FALSE(mesh.saveToTivFile((folder + "/bad.tiv/under-a-file.tiv").c_str(), true));
-    if (std::filesystem::exists("/dev/full")) // buffered: the full disk shows on close
-    {
-        EXPECT_FALSE(mesh.saveToTivFile("/dev/full", true));
-    }
-    std::string readOnly = folder + "/readonly";
-    std::filesystem::create_directory(readOnly);
-    std::filesystem::permissions(readOnly, std::filesystem::perms::owner_read |
-                                               std::filesystem::perms::owner_exec);
-    if (access(readOnly.c_str(), W_OK) != 0) // root writes anyway
-    {
-        EXPECT_FALSE(mesh.saveToTivFile((readOnly + "/m.tiv").c_str(), true));
-    }
+    EXPECT_FALSE(mesh.saveToTivFile("/dev/full", true));
 }

@@ -85,54 +85,38 @@ QDTivMesh makeRandomMesh(std::mt19937& random, int vertexCount, int faceCount, i
     }
     return mesh;
 }
+
+// Caches are left as they are: welding keeps the set of positions.
+void expectWeld(const std::vector<QDVector3f>& vertices, const std::vector<int>& faces, int removed,
+                const std::vector<QDVector3f>& welded, const std::vector<int>& weldedFaces)
+{
+    QDTivMesh mesh = makeMesh(vertices, faces);
+    mesh.m_uniqueUVs.reinit(1, QDVector2f(0.25f, 0.5f));
+    mesh.getBBox();
+    EXPECT_EQ(mesh.mergeEqualVertices(), removed);
+    expectSameMesh(mesh, makeMesh(welded, weldedFaces));
+    EXPECT_EQ(mesh.m_uniqueUVs.size(), 1);
+    EXPECT_EQ(mesh.m_bbox.isInitialized(), !vertices.empty());
+}
 } // namespace
 
 TEST(Weld, WorkedExamples)
 {
+    expectWeld({{1, 0, 0}, {0, 0, 0}, {1, 0, 0}, {0, 0, 0}}, {0, 1, 2, 3}, 2,
+               {{0, 0, 0}, {1, 0, 0}}, {1, 0, 1, 0});
+    // Nothing welded, yet the survivors come out in position order; -1 stays.
+    expectWeld({{2, 0, 0}, {1, 0, 0}}, {0, 1, 1, -1}, 0, {{1, 0, 0}, {2, 0, 0}}, {1, 0, 0, -1});
+    // One ulp apart in y: kept apart. An unused vertex is welded and kept.
     const float y = 0.3f, nextY = std::nextafter(y, 1.0f);
-    struct Case
-    {
-        std::vector<QDVector3f> vertices;
-        std::vector<int> faces;
-        int removed;
-        std::vector<QDVector3f> weldedVertices;
-        std::vector<int> weldedFaces;
-    } cases[] = {{{{1, 0, 0}, {0, 0, 0}, {1, 0, 0}, {0, 0, 0}},
-                  {0, 1, 2, 3},
-                  2,
-                  {{0, 0, 0}, {1, 0, 0}},
-                  {1, 0, 1, 0}},
-                 // Nothing welded, yet the survivors come out in position order; -1 stays.
-                 {{{2, 0, 0}, {1, 0, 0}}, {0, 1, 1, -1}, 0, {{1, 0, 0}, {2, 0, 0}}, {1, 0, 0, -1}},
-                 // One ulp apart in y: kept apart. An unused vertex is welded and kept.
-                 {{{0, nextY, 0}, {0, y, 0}, {0, nextY, 0}, {9, 9, 9}, {9, 9, 9}},
-                  {0, 1, 2, -1},
-                  2,
-                  {{0, y, 0}, {0, nextY, 0}, {9, 9, 9}},
-                  {1, 0, 1, -1}},
-                 // 0.0 and -0.0 weld; the highest former index gives the value kept.
-                 {{{-0.0f, 0, 0}, {0, 1, 0}, {0.0f, 0, -0.0f}},
-                  {2, 1, 0, -1},
-                  1,
-                  {{0.0f, 0, -0.0f}, {0, 1, 0}},
-                  {0, 1, 0, -1}},
-                 // No vertices; indices outside the vertices are kept, not followed.
-                 {{}, {0, 1, 2, -1}, 0, {}, {0, 1, 2, -1}},
-                 {{{2, 0, 0}, {1, 0, 0}, {2, 0, 0}},
-                  {0, 3, INT_MAX, -5},
-                  1,
-                  {{1, 0, 0}, {2, 0, 0}},
-                  {1, 3, INT_MAX, -5}}};
-    for (const Case& c : cases)
-    {
-        QDTivMesh mesh = makeMesh(c.vertices, c.faces);
-        mesh.m_uniqueUVs.reinit(1, QDVector2f(0.25f, 0.5f));
-        mesh.getBBox();
-        EXPECT_EQ(mesh.mergeEqualVertices(), c.removed);
-        expectSameMesh(mesh, makeMesh(c.weldedVertices, c.weldedFaces));
-        EXPECT_EQ(mesh.m_uniqueUVs.size(), 1); // caches are left as they are
-        EXPECT_EQ(mesh.m_bbox.isInitialized(), !c.vertices.empty());
-    }
+    expectWeld({{0, nextY, 0}, {0, y, 0}, {0, nextY, 0}, {9, 9, 9}, {9, 9, 9}}, {0, 1, 2, -1}, 2,
+               {{0, y, 0}, {0, nextY, 0}, {9, 9, 9}}, {1, 0, 1, -1});
+    // 0.0 and -0.0 weld; the highest former index gives the value kept.
+    expectWeld({{-0.0f, 0, 0}, {0, 1, 0}, {0.0f, 0, -0.0f}}, {2, 1, 0, -1}, 1,
+               {{0.0f, 0, -0.0f}, {0, 1, 0}}, {0, 1, 0, -1});
+    // No vertices; indices outside the vertices are kept, not followed.
+    expectWeld({}, {0, 1, 2, -1}, 0, {}, {0, 1, 2, -1});
+    expectWeld({{2, 0, 0}, {1, 0, 0}, {2, 0, 0}}, {0, 3, INT_MAX, -5}, 1, {{1, 0, 0}, {2, 0, 0}},
+               {1, 3, INT_MAX, -5});
 }
 
 TEST(Weld, MatchesTheSortDefinitionOnRandomMeshes)
