@@ -6,6 +6,7 @@
 #include <vector>
 
 typedef QDDiskServer DS;
+typedef std::vector<std::string> Strings;
 
 namespace
 {
@@ -222,35 +223,28 @@ TEST(QDDiskServerFolders, WorkingFolderRoundTripAndTooLongAPath)
 
 TEST(QDDiskServerNames, PathAndExtensionEdits)
 {
-    // Only '/' ends the folder part here; removing the folder also cuts at '\'.
+    // The edited name, marked when the edit reports that it did nothing.
     typedef bool (*Edit)(QDString&, const QDString&);
+    auto edit = [](Edit f, const char* text, const char* ext = "")
+    {
+        QDString s(text);
+        return f(s, ext) ? toStd(s) : toStd(s) + " (kept)";
+    };
     Edit extract = [](QDString& s, const QDString&) { return DS::extractPathFromFilename(s); };
     Edit remove = [](QDString& s, const QDString&) { return DS::removePathFromFilename(s); };
-    const struct
-    {
-        Edit edit;
-        const char *text, *ext, *result;
-        bool done;
-    } cases[] = {
-        {extract, "/a/b.txt", "", "/a/", true},
-        {extract, "b.txt", "", "", true},
-        {extract, "C:\\x/y\\b", "", "C:\\x/", true},
-        {remove, "/a\\b.txt", "", "b.txt", true},
-        {remove, "b.txt", "", "b.txt", true},
-        {DS::makeFilenameWithExt, "head", "obj", "head.obj", true},
-        {DS::makeFilenameWithExt, "head.obj", ".obj", "head.obj", false},
-        // Deliberately reversed: a name WITH the extension is left alone, and
-        // one without it loses as many characters as ".obj" has.
-        {DS::makeFilenameWithoutExt, "head.obj", "obj", "head.obj", false},
-        {DS::makeFilenameWithoutExt, "head.txt", "obj", "head", true},
-        {DS::makeFilenameWithoutExt, "ab", "obj", "", true},
-    };
-    for (const auto& c : cases)
-    {
-        QDString s(c.text);
-        EXPECT_EQ(c.edit(s, c.ext), c.done) << c.text;
-        EXPECT_EQ(toStd(s), c.result) << c.text;
-    }
+    // Only '/' ends the folder part here; removing the folder also cuts at '\'.
+    EXPECT_EQ(
+        Strings({edit(extract, "/a/b.txt"), edit(extract, "b.txt"), edit(extract, "C:\\x/y\\b"),
+                 edit(remove, "/a\\b.txt"), edit(remove, "b.txt")}),
+        Strings({"/a/", "", "C:\\x/", "b.txt", "b.txt"}));
+    // Deliberately reversed: a name WITH the extension is left alone, and one
+    // without it loses as many characters as ".obj" has.
+    EXPECT_EQ(Strings({edit(DS::makeFilenameWithExt, "head", "obj"),
+                       edit(DS::makeFilenameWithExt, "head.obj", ".obj"),
+                       edit(DS::makeFilenameWithoutExt, "head.obj", "obj"),
+                       edit(DS::makeFilenameWithoutExt, "head.txt", "obj"),
+                       edit(DS::makeFilenameWithoutExt, "ab", "obj")}),
+              Strings({"head.obj", "head.obj (kept)", "head.obj (kept)", "head", ""}));
     QDString folder, name("/Users/me/head.obj");
     EXPECT_TRUE(DS::extractPathFromFilename(folder, name));
     EXPECT_EQ(toStd(folder) + " " + toStd(name), "/Users/me/ /Users/me/head.obj");
