@@ -104,13 +104,10 @@ TEST(QDTimeService, SleepWaitsAndTheClockCountsProcessorMilliseconds)
     QDTimeService::sleep(30);
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(30));
 
-    std::clock_t start = std::clock();
-    while (std::clock() - start < CLOCKS_PER_SEC / 20)
+    // Processor time of this process, not wall-clock time: a busy tenth of a second shows.
+    while (std::clock() < CLOCKS_PER_SEC / 10)
     {
     }
-    std::clock_t low = std::clock();
-    unsigned int ms = QDTimeService::getCurTimeInMS();
-    std::clock_t high = std::clock();
-    EXPECT_GE(ms, (unsigned int)(low / (CLOCKS_PER_SEC / 1000)));
-    EXPECT_LE(ms, (unsigned int)(high / (CLOCKS_PER_SEC / 1000)));
+    const unsigned int ms = QDTimeService::getCurTimeInMS();
+    EXPECT_TRUE(ms >= 100 && ms <= (unsigned int)(std::clock() / (CLOCKS_PER_SEC / 1000))) << ms;
 }

