@@ -84,16 +84,16 @@ TEST(Tivtool, ConvertWeldsFlipsAndRoundTrips)
     EXPECT_EQ(tiv.m_cornerUVs[7], QDVector2f(1.0f, 1.0f));  // triangle's fourth slot: coordinate 1
     EXPECT_STREQ(tiv.m_textureFileName.c_str(), "skin.png");
     // Corners that named equal positions name one vertex after welding.
-    EXPECT_EQ(tiv.m_faceVertexIndices[2], tiv.m_faceVertexIndices[4]);
-    EXPECT_EQ(tiv.m_faceVertexIndices[0], tiv.m_faceVertexIndices[5]);
+    EXPECT_TRUE(tiv.m_faceVertexIndices[2] == tiv.m_faceVertexIndices[4] &&
+                tiv.m_faceVertexIndices[0] == tiv.m_faceVertexIndices[5]);
 
     // Back to OBJ and in again: the same faces and positions.
     run = tivtool("convert '" + dir + "/cube.tiv' '" + dir + "/again.obj'");
-    ASSERT_EQ(run.status, 0) << run.err;
-    ASSERT_TRUE(QDObjImport().importTivMesh((dir + "/again.obj").c_str(), again, true));
+    ASSERT_TRUE(run.status == 0 &&
+                QDObjImport().importTivMesh((dir + "/again.obj").c_str(), again, true))
+        << run.err;
     ASSERT_EQ(again.m_vertices.size(), 5);
-    for (int i = 0; i < 5; ++i)
-        EXPECT_FALSE(again.m_vertices[i] != tiv.m_vertices[i]) << i;
+    EXPECT_EQ(memcmp(again.m_vertices.begin(), tiv.m_vertices.begin(), 5 * sizeof(QDVector3f)), 0);
     EXPECT_TRUE(std::equal(again.m_faceVertexIndices.begin(), again.m_faceVertexIndices.end(),
                            tiv.m_faceVertexIndices.begin(), tiv.m_faceVertexIndices.end()));
     EXPECT_STREQ(again.m_textureFileName.c_str(), "skin.png");
