@@ -48,19 +48,13 @@ int referenceWeld(QDTivMesh& mesh)
     return n - (k + 1);
 }
 
-// Bit for bit, so that the sign of a zero counts.
-void expectSameMesh(const QDTivMesh& mesh, const QDTivMesh& expected)
+// Vertices bit for bit, so that the sign of a zero counts; then the indices.
+std::string image(const QDTivMesh& mesh)
 {
-    ASSERT_EQ(mesh.m_vertices.size(), expected.m_vertices.size());
-    if (!mesh.m_vertices.empty())
-    {
-        EXPECT_EQ(std::memcmp(mesh.m_vertices.begin(), expected.m_vertices.begin(),
-                              sizeof(QDVector3f) * std::size_t(mesh.m_vertices.size())),
-                  0);
-    }
-    EXPECT_EQ(
-        std::vector<int>(mesh.m_faceVertexIndices.begin(), mesh.m_faceVertexIndices.end()),
-        std::vector<int>(expected.m_faceVertexIndices.begin(), expected.m_faceVertexIndices.end()));
+    return std::string(reinterpret_cast<const char*>(mesh.m_vertices.begin()),
+                       sizeof(QDVector3f) * size_t(mesh.m_vertices.size())) +
+           std::string(reinterpret_cast<const char*>(mesh.m_faceVertexIndices.begin()),
+                       sizeof(int) * size_t(mesh.m_faceVertexIndices.size()));
 }
 
 // Coordinates from a small pool (signed zeros, infinities, the smallest
@@ -76,13 +70,9 @@ QDTivMesh makeRandomMesh(std::mt19937& random, int vertexCount, int faceCount, i
     QDTivMesh mesh;
     for (int i = 0; i < vertexCount; ++i)
         mesh.m_vertices.push_back(QDVector3f(coordinate(), coordinate(), coordinate()));
-    for (int f = 0; f < faceCount; ++f)
-    {
-        bool triangle = random() % 2 == 0;
-        for (int c = 0; c < 4; ++c)
-            mesh.m_faceVertexIndices.push_back(triangle && c == 3 ? -1
-                                                                  : int(random() % vertexCount));
-    }
+    for (int c = 0; c < 4 * faceCount; ++c) // about half of the faces are triangles
+        mesh.m_faceVertexIndices.push_back(
+            c % 4 == 3 && random() % 2 ? -1 : int(random() % vertexCount));
     return mesh;
 }
 
@@ -94,7 +84,7 @@ void expectWeld(const std::vector<QDVector3f>& vertices, const std::vector<int>&
     mesh.m_uniqueUVs.reinit(1, QDVector2f(0.25f, 0.5f));
     mesh.getBBox();
     EXPECT_EQ(mesh.mergeEqualVertices(), removed);
-    expectSameMesh(mesh, makeMesh(welded, weldedFaces));
+    EXPECT_EQ(image(mesh), image(makeMesh(welded, weldedFaces)));
     EXPECT_EQ(mesh.m_uniqueUVs.size(), 1);
     EXPECT_EQ(mesh.m_bbox.isInitialized(), !vertices.empty());
 }
@@ -134,7 +124,6 @@ TEST(Weld, MatchesTheSortDefinitionOnRandomMeshes)
             QDTivMesh mesh = makeRandomMesh(random, shape[0], shape[1], shape[2]);
             QDTivMesh expected = mesh;
             ASSERT_EQ(mesh.mergeEqualVertices(), referenceWeld(expected)) << shape[0];
-            expectSameMesh(mesh, expected);
-            if (HasFailure()) return;
+            ASSERT_TRUE(image(mesh) == image(expected)) << shape[0];
         }
 }

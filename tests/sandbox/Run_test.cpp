@@ -23,11 +23,6 @@ const std::string s_morvel =
 
 std::vector<std::string> s_logged;
 
-std::string currentFolder()
-{
-    return std::filesystem::current_path().string();
-}
-
 bool has(const std::string& text, const std::string& part)
 {
     return text.find(part) != std::string::npos;
@@ -40,13 +35,10 @@ std::string morvelReport()
                                 [](const std::string& text) { return !text.empty(); });
 }
 
+// A layer that is there: flat, or 3D with the editor's default model.
 HostDocument layer(const std::string& name, bool is3D = false)
 {
-    HostDocument document;
-    document.layerName = name;
-    document.is3D = is3D;
-    if (is3D) document.model = makeDefaultModel();
-    return document;
+    return {true, name, is3D, is3D ? makeDefaultModel() : HostModel()};
 }
 } // namespace
 
@@ -59,7 +51,7 @@ protected:
             std::string("'") + TIV_CMAKE_COMMAND + "' -P '" + TIV_SANDBOX_LAYOUT + "' > /dev/null";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
         m_folder = testFolder();
-        m_savedFolder = currentFolder();
+        m_savedFolder = std::filesystem::current_path().string();
         std::filesystem::current_path(m_folder);
         s_logged.clear();
         QDLogServer::setLineObserver([](const char* line) { s_logged.push_back(line); });
@@ -111,7 +103,7 @@ TEST_F(PluginRun, FlatLayerLogsEveryStepTidiesTheProjectFolderAndShowsTheMessage
         "Layer Name = Background",      "exporting 3D model....(.PSD)!"};
     EXPECT_EQ(std::vector<std::string>(s_logged.begin(), s_logged.begin() + 6), driver);
     EXPECT_TRUE(logged("Error on loading obj file : " + s_project + "/Background.obj"));
-    EXPECT_EQ(currentFolder(), m_folder);
+    EXPECT_EQ(std::filesystem::current_path().string(), m_folder);
 
     // Exactly what "rm *.bmp; rm *.psd" in the project folder would remove.
     const std::set<std::string> gone = {"old.bmp", "old.psd", "a:b.psd"};
@@ -138,7 +130,7 @@ TEST_F(PluginRun, ProjectFolderThatCannotBeEnteredRemovesNothing)
     EXPECT_TRUE(std::filesystem::exists(m_folder + "/mine.bmp"));
     EXPECT_TRUE(std::filesystem::exists(m_folder + "/mine.psd"));
     EXPECT_TRUE(logged("    (newCurPath = " + m_folder + ")"));
-    EXPECT_EQ(currentFolder(), m_folder);
+    EXPECT_EQ(std::filesystem::current_path().string(), m_folder);
     EXPECT_FALSE(morvelReport().empty());
 }
 
@@ -150,7 +142,7 @@ TEST_F(PluginRun, RefusedSuiteReachesTheHostAsParmAndStopsTheRun)
     EXPECT_EQ(m_host->liveObjects(), 0u);
     EXPECT_FALSE(std::filesystem::exists(s_objectList));
     EXPECT_EQ(s_logged.back(), "exporting 3D model....(.PSD)!");
-    EXPECT_EQ(currentFolder(), m_folder);
+    EXPECT_EQ(std::filesystem::current_path().string(), m_folder);
 }
 
 TEST_F(PluginRun, LayerNamesJoinAsTheyStandAndAFailedQueryGivesAnEmptyOne)
@@ -160,10 +152,8 @@ TEST_F(PluginRun, LayerNamesJoinAsTheyStandAndAFailedQueryGivesAnEmptyOne)
     EXPECT_FALSE(morvelReport().empty());
     std::filesystem::remove(s_morvel + "_Summary.txt");
 
-    HostDocument noLayer;
-    noLayer.hasLayer = false;
     s_logged.clear();
-    EXPECT_EQ(run(noLayer), kSPNoError);
+    EXPECT_EQ(run({false, "Unused", false, {}}), kSPNoError);
     EXPECT_TRUE(logged("Layer Name = "));
     ASSERT_EQ(m_host->exports().size(), 1u);
     EXPECT_EQ(m_host->exports()[0].path, s_project + "/.obj");
