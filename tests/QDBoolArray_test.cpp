@@ -10,14 +10,6 @@ namespace
 {
 using Bits = std::vector<bool>;
 
-Bits randomBits(std::mt19937& rng, int n)
-{
-    Bits bits(static_cast<size_t>(n));
-    for (size_t i = 0; i < bits.size(); ++i)
-        bits[i] = rng() & 1;
-    return bits;
-}
-
 QDBoolArray fromBits(const Bits& bits)
 {
     QDBoolArray a(int(bits.size()), false);
@@ -149,7 +141,9 @@ TEST(QDBoolArray, RandomEditsAndQueriesMatchAModel)
             break;
         case 6: // with an array whose spare bits are set: they must not leak in
         {
-            const Bits y = randomBits(rng, pick(0, 80));
+            Bits y(size_t(pick(0, 80)));
+            for (auto&& bit : y)
+                bit = rng() & 1;
             QDBoolArray b = fromBits(y);
             b.resize(int(y.size()), true);
             bool shared = false, subset = true;
