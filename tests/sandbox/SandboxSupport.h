@@ -58,12 +58,9 @@ inline Runs waitForRuns(const std::string& record, size_t count = 0)
     Runs runs;
     for (std::string line; std::getline(lines, line);)
     {
-        std::istringstream fields(line);
-        std::string field;
-        std::getline(fields, field, '\t'); // "run"
-        runs.emplace_back();
-        while (std::getline(fields, field, '\t'))
-            runs.back().push_back(field);
+        runs.emplace_back(); // the fields after "run"
+        for (size_t at = line.find('\t'); at != std::string::npos; at = line.find('\t', at + 1))
+            runs.back().push_back(line.substr(at + 1, line.find('\t', at + 1) - at - 1));
     }
     return runs;
 }
@@ -97,8 +94,6 @@ struct ExchangeTree
         for (int i = 0; i < 5; ++i)
             *s_folders[i] = m_saved[i];
     }
-    ExchangeTree(const ExchangeTree&) = delete;
-    ExchangeTree& operator=(const ExchangeTree&) = delete;
 
     void configure(bool withMorvel) const
     {
