@@ -9,12 +9,7 @@ namespace
 // One quad and one triangle over four vertices.
 QDTivMesh quadAndTriangle()
 {
-    QDTivMesh mesh;
-    for (int i = 0; i < 4; ++i)
-        mesh.m_vertices.push_back(QDVector3f(float(i == 1 || i == 2), float(i >= 2), 0));
-    for (int i : {0, 1, 2, 3, 0, 2, 3, -1})
-        mesh.m_faceVertexIndices.push_back(i);
-    return mesh;
+    return makeMesh({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {0, 1, 2, 3, 0, 2, 3, -1});
 }
 
 std::string exported(const QDTivMesh& mesh, const std::string& path, bool groups, bool map,
@@ -69,10 +64,8 @@ TEST(ObjExport, TextureCoordinatesAndDefaultMaterial)
     QDTivMesh mesh = quadAndTriangle();
     // Caches filled directly, so the text does not depend on how unique
     // coordinates are numbered.
-    mesh.m_uniqueUVs.push_back(QDVector2f(0.25f, 0.5f));
-    mesh.m_uniqueUVs.push_back(QDVector2f(1, 0.75f));
-    for (int i : {0, 1, 1, 0, 1, 0, 1, -1})
-        mesh.m_cornerUVIndices.push_back(i);
+    mesh.m_uniqueUVs = qdArray<QDVector2f>({{0.25f, 0.5f}, {1, 0.75f}});
+    mesh.m_cornerUVIndices = qdArray<int>({0, 1, 1, 0, 1, 0, 1, -1});
     mesh.m_cornerUVs.resize(8);
     mesh.m_textureFileName = "C:\\maps\\skin.png";
     const std::string head = dir + "/head.obj";
@@ -100,10 +93,8 @@ TEST(ObjExport, GroupsOpenMaterialsAndReplaceTheDefaultFile)
 {
     std::string dir = testFolder();
     QDTivMesh mesh = quadAndTriangle();
-    for (int i : {0, 1, 2, -1, 1, 2, 3, -1})
-        mesh.m_faceVertexIndices.push_back(i);
-    for (unsigned short g : {2, 2, 5, 2})
-        mesh.m_faceGroups.push_back(g);
+    mesh.m_faceVertexIndices = qdArray<int>({0, 1, 2, 3, 0, 2, 3, -1, 0, 1, 2, -1, 1, 2, 3, -1});
+    mesh.m_faceGroups = qdArray<unsigned short>({2, 2, 5, 2});
     mesh.m_textureFileName = "skin.png";
     EXPECT_EQ(exported(mesh, dir + "/g.obj", true, true),
               "mtllib g.mtl\nusemtl defaultMat\n\n" + s_vertexLines +

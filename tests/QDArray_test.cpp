@@ -1,15 +1,12 @@
-#include "QDArray.h"
-#include "QDString.h"
-
-#include <gtest/gtest.h>
+#include "TestSupport.h"
 
 TEST(QDArray, ReinitResizeAndCopies)
 {
     QDArray<int> a(10, 4);
     a.reinit(3, 7);
-    EXPECT_EQ(std::vector<int>(a.begin(), a.end()), std::vector<int>(3, 7));
+    EXPECT_EQ(values(a), std::vector<int>(3, 7));
     a.resize(5, 1); // existing elements stay, new ones are copies of the value
-    EXPECT_EQ(std::vector<int>(a.begin(), a.end()), (std::vector<int>{7, 7, 7, 1, 1}));
+    EXPECT_EQ(values(a), (std::vector<int>{7, 7, 7, 1, 1}));
     a.resize(-2, 0);
     a.reserve(-1);
     EXPECT_TRUE(a.empty() && QDArray<int>(-4, 1).empty());

@@ -1,6 +1,5 @@
 #include "QDIndexedSort.h"
-
-#include <gtest/gtest.h>
+#include "TestSupport.h"
 
 #include <algorithm>
 #include <limits>
@@ -27,7 +26,7 @@ TEST(QDIndexedSort, WithinEpsIsATieBrokenByIndex)
         points.push_back(p);
     QDArray<int> order(5, 42);
     QDVector3f::indexedSort(order, points, 0.1f);
-    EXPECT_EQ(std::vector<int>(order.begin(), order.end()), (std::vector<int>{2, 3, 1, 0}));
+    EXPECT_EQ(values(order), (std::vector<int>{2, 3, 1, 0}));
     indexedSort(order, QDArray<int>());
     EXPECT_TRUE(order.empty());
 }

@@ -32,11 +32,11 @@ template <typename T> std::vector<float> floats(const QDArray<T>& a)
     return std::vector<float>(f, f + a.size() * sizeof(T) / sizeof(float));
 }
 
-QDArray<QDString> names(std::initializer_list<std::string> list)
+QDArray<QDString> names(const std::vector<std::string>& list)
 {
     QDArray<QDString> result;
     for (const std::string& name : list)
-        result.push_back(QDString(name.c_str()));
+        result.push_back(name.c_str());
     return result;
 }
 
@@ -79,8 +79,7 @@ TEST_F(SendPipeline, WholeSendThenReturnOfTheSameLayer)
     // corner, and a triangle's fourth corner holds the second coordinate.
     QDTivMesh sent = imported(layer + ".tiv", true);
     EXPECT_EQ(floats(sent.m_vertices), (std::vector<float>{0, 0, 0, 0, -1, 0, 1, 0, 0, 1, -1, 0}));
-    EXPECT_EQ(std::vector<int>(sent.m_faceVertexIndices.begin(), sent.m_faceVertexIndices.end()),
-              (std::vector<int>{0, 2, 3, -1, 0, 3, 1, -1}));
+    EXPECT_EQ(values(sent.m_faceVertexIndices), (std::vector<int>{0, 2, 3, -1, 0, 3, 1, -1}));
     EXPECT_EQ(floats(sent.m_cornerUVs), (std::vector<float>{0, 0.75f, 1, 0.75f, 1, 0, 1, 0.75f, 0,
                                                             0.75f, 1, 0, 0, 0, 1, 0.75f}));
     // A texture named without a folder lies in the default project folder.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "QDString.h"
+#include "QDTivMesh.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 #include <sys/wait.h>
+#include <vector>
 
 // A fresh, empty folder for the running test, inside the build tree.
 inline std::string testFolder(const std::string& suffix = "")
@@ -46,6 +47,29 @@ inline std::string readBytes(const std::string& path)
 inline std::string toStd(const QDString& s)
 {
     return s.isNull() ? std::string() : s.c_str();
+}
+
+template <typename T> QDArray<T> qdArray(const std::vector<T>& values)
+{
+    QDArray<T> array;
+    for (const T& value : values)
+        array.push_back(value);
+    return array;
+}
+template <typename T> std::vector<T> values(const QDArray<T>& array)
+{
+    return std::vector<T>(array.begin(), array.end());
+}
+
+// Positions, four corners per face (-1 in a triangle's fourth), corner UVs.
+inline QDTivMesh makeMesh(const std::vector<QDVector3f>& vertices, const std::vector<int>& corners,
+                          const std::vector<QDVector2f>& uvs = {})
+{
+    QDTivMesh mesh;
+    mesh.m_vertices = qdArray(vertices);
+    mesh.m_faceVertexIndices = qdArray(corners);
+    mesh.m_cornerUVs = qdArray(uvs);
+    return mesh;
 }
 
 // Hand-built file images: little-endian words, zero runs, block headers.

@@ -9,12 +9,8 @@ const std::string endBlock = zeros(16);
 // A quad (0 1 3 2) and a triangle (0 3 2) over the corners of a unit square.
 QDTivMesh squareMesh()
 {
-    QDTivMesh mesh;
-    for (int i = 0; i < 4; ++i)
-        mesh.m_vertices.push_back(QDVector3f(float(i & 1), float(i >> 1), 0.5f));
-    for (int index : {0, 1, 3, 2, 0, 3, 2, -1})
-        mesh.m_faceVertexIndices.push_back(index);
-    return mesh;
+    return makeMesh({{0, 0, 0.5f}, {1, 0, 0.5f}, {0, 1, 0.5f}, {1, 1, 0.5f}},
+                    {0, 1, 3, 2, 0, 3, 2, -1});
 }
 const std::string squareVertices = f32(0) + f32(0) + f32(0.5f) + f32(1) + f32(0) + f32(0.5f) +
                                    f32(0) + f32(1) + f32(0.5f) + f32(1) + f32(1) + f32(0.5f);

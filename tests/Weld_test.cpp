@@ -1,6 +1,4 @@
-#include "QDTivMesh.h"
-
-#include <gtest/gtest.h>
+#include "TestSupport.h"
 
 #include <algorithm>
 #include <climits>
@@ -14,16 +12,6 @@
 namespace
 {
 const float kInf = std::numeric_limits<float>::infinity();
-
-QDTivMesh makeMesh(const std::vector<QDVector3f>& vertices, const std::vector<int>& indices)
-{
-    QDTivMesh mesh;
-    for (const QDVector3f& v : vertices)
-        mesh.m_vertices.push_back(v);
-    for (int i : indices)
-        mesh.m_faceVertexIndices.push_back(i);
-    return mesh;
-}
 
 // Welding as defined: sort every index by position (ties by index), number the
 // runs of equal positions, let the highest former index write each survivor.
