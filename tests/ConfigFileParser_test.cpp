@@ -2,6 +2,7 @@
 
 #include "TestSupport.h"
 
+#include <climits>
 #include <vector>
 
 namespace
@@ -137,21 +138,21 @@ TEST(ConfigFileParser, LineSplitAndConverters)
 
     EXPECT_FLOAT_EQ(Parser::paramToFloat(" 2.5e1"), 25.0f);
     EXPECT_EQ(Parser::paramToFloat("abc") + Parser::paramToFloat(nullptr), 0.0f);
-    EXPECT_TRUE(Parser::paramToInt("3.9") == 3 && Parser::paramToInt("-3.9") == -3); // toward zero
-    EXPECT_EQ(Parser::paramToInt("x") + Parser::paramToInt("nan"), 0);
-    EXPECT_EQ(Parser::paramToInt("1e30"), 2147483647);
-    EXPECT_EQ(Parser::paramToInt("-1e30"), -2147483647 - 1);
-    for (const char* no : {"no", "NO", "0", "FaLsE", "#F"})
-        EXPECT_TRUE(!Parser::paramToBool(no) && Parser::paramToBoolOrDefault(no) == 0) << no;
-    for (const char* yes : {"Yes", "1", "TRUE", "#t"})
-        EXPECT_TRUE(Parser::paramToBool(yes) && Parser::paramToBoolOrDefault(yes) == 1) << yes;
-    for (const char* other : {"maybe", "", "00", "no "})
-        EXPECT_TRUE(Parser::paramToBool(other) && Parser::paramToBoolOrDefault(other) == -1)
-            << other;
-    EXPECT_EQ(toStd(Parser::paramToString("\"a b\"")) + "|" +
-                  toStd(Parser::paramToString("\"open")) + "|" +
-                  toStd(Parser::paramToString("close\"")),
-              "a b|open|close\"");
-    EXPECT_EQ(toStd(Parser::paramToString("\"")) + toStd(Parser::paramToString("\"\"")), "");
+    EXPECT_EQ(std::vector<int>({Parser::paramToInt("3.9"), Parser::paramToInt("-3.9"),
+                                Parser::paramToInt("x"), Parser::paramToInt("nan"),
+                                Parser::paramToInt("1e30"), Parser::paramToInt("-1e30")}),
+              std::vector<int>({3, -3, 0, 0, INT_MAX, INT_MIN})); // toward zero, saturated
+    // paramToBool, then paramToBoolOrDefault, of each spelling.
+    std::string bools;
+    for (const char* text :
+         {"no", "NO", "0", "FaLsE", "#F", "Yes", "1", "TRUE", "#t", "maybe", "", "00", "no "})
+        bools += std::to_string(Parser::paramToBool(text)) +
+                 std::to_string(Parser::paramToBoolOrDefault(text)) + " ";
+    EXPECT_EQ(bools, "00 00 00 00 00 11 11 11 11 1-1 1-1 1-1 1-1 ");
+    EXPECT_EQ(std::vector<std::string>(
+                  {toStd(Parser::paramToString("\"a b\"")), toStd(Parser::paramToString("\"open")),
+                   toStd(Parser::paramToString("close\"")), toStd(Parser::paramToString("\"")),
+                   toStd(Parser::paramToString("\"\""))}),
+              std::vector<std::string>({"a b", "open", "close\"", "", ""}));
     EXPECT_TRUE(Parser::paramToString(nullptr).empty());
 }
