@@ -119,8 +119,7 @@ TEST_F(PluginEntry, SuitesAreAcquiredOnceKeptAcrossRunsAndAskedForAgainWhenRefus
          {kPSActionReferenceSuite, kPSActionControlSuite, kPSActionDescriptorSuite})
         EXPECT_TRUE(editor.acquisitions().at(name) == 1 && editor.heldSuites().at(name) == 1)
             << name;
-    EXPECT_TRUE(sPSActionReference.isAcquired());
-    EXPECT_FALSE(sPSHandle.isAcquired());
+    EXPECT_TRUE(sPSActionReference.isAcquired() && !sPSHandle.isAcquired());
 
     // A refused suite throws the host's code and is asked for at the next use.
     editor.denySuite(kPSAliasSuite);
@@ -130,17 +129,15 @@ TEST_F(PluginEntry, SuitesAreAcquiredOnceKeptAcrossRunsAndAskedForAgainWhenRefus
         EXPECT_EQ(exportThrows(path), uint32_t(hostSuiteNotOffered));
         EXPECT_EQ(editor.acquisitions().at(kPSAliasSuite), attempt);
     }
-    EXPECT_EQ(sPSAlias.getError(), hostSuiteNotOffered);
-    EXPECT_FALSE(sPSAlias.isAcquired());
-    EXPECT_EQ(editor.liveObjects(), 0u); // the descriptor made before the throw was freed
-    EXPECT_TRUE(editor.exports().empty());
+    EXPECT_TRUE(sPSAlias.getError() == hostSuiteNotOffered && !sPSAlias.isAcquired());
+    // The descriptor made before the throw was freed.
+    EXPECT_TRUE(editor.liveObjects() == 0 && editor.exports().empty());
 
     // Without a basic suite nothing more can be acquired: 'Parm', whatever the
     // suites already held could still do.
     sSPBasic = nullptr;
     EXPECT_EQ(exportThrows(path), uint32_t(kSPBadParameterError));
-    EXPECT_EQ(editor.acquisitions().at(kPSAliasSuite), 2);
-    EXPECT_EQ(editor.liveObjects(), 0u);
+    EXPECT_TRUE(editor.acquisitions().at(kPSAliasSuite) == 2 && editor.liveObjects() == 0);
 }
 
 TEST_F(PluginEntry, ReleaseFollowsItsOwnOrderAndHappensOnce)
@@ -164,7 +161,7 @@ TEST_F(PluginEntry, ReleaseFollowsItsOwnOrderAndHappensOnce)
     EXPECT_EQ(std::vector<std::string>(editor.events().begin() + 16, editor.events().end()),
               events);
     for (const auto& held : editor.heldSuites())
-        EXPECT_EQ(held.second, 0) << held.first;
+        EXPECT_EQ(held.second, 0) << held.first; // and only once
 }
 
 TEST_F(PluginEntry, ExportIsPlayedSilentlyWithFileAndChoices)

@@ -127,8 +127,8 @@ TEST_F(PluginRun, ProjectFolderThatCannotBeEnteredRemovesNothing)
 
     EXPECT_EQ(run(layer("Background")), kSPNoError);
 
-    EXPECT_TRUE(std::filesystem::exists(m_folder + "/mine.bmp"));
-    EXPECT_TRUE(std::filesystem::exists(m_folder + "/mine.psd"));
+    EXPECT_TRUE(std::filesystem::exists(m_folder + "/mine.bmp") &&
+                std::filesystem::exists(m_folder + "/mine.psd"));
     EXPECT_TRUE(logged("    (newCurPath = " + m_folder + ")"));
     EXPECT_EQ(std::filesystem::current_path().string(), m_folder);
     EXPECT_FALSE(morvelReport().empty());
@@ -138,8 +138,7 @@ TEST_F(PluginRun, RefusedSuiteReachesTheHostAsParmAndStopsTheRun)
 {
     EXPECT_EQ(run(layer("Sphere", true), kPSAliasSuite), kSPBadParameterError);
 
-    EXPECT_EQ(m_host->acquisitions().at(kPSAliasSuite), 1);
-    EXPECT_EQ(m_host->liveObjects(), 0u);
+    EXPECT_TRUE(m_host->acquisitions().at(kPSAliasSuite) == 1 && m_host->liveObjects() == 0);
     EXPECT_FALSE(std::filesystem::exists(s_objectList));
     EXPECT_EQ(s_logged.back(), "exporting 3D model....(.PSD)!");
     EXPECT_EQ(std::filesystem::current_path().string(), m_folder);
