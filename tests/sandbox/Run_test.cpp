@@ -174,8 +174,15 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     auto launches = [&launcher](const std::string& expected)
     { return sandbox::waitForText(launcher, [&](const std::string& t) { return t == expected; }); };
 
+    // Stale exports of an earlier run go; meshes stay.
+    for (const char* name : {"Old.bmp", "Old.psd", "Old.obj", "Old.tiv"})
+        writeBytes(s_project + "/" + name, "x");
+
     // Welded, y and z negated (the sphere spans y 0..20, z -5..15 in the editor).
     std::string first = send();
+    for (const char* name : {"Old.bmp", "Old.psd", "Old.obj", "Old.tiv"})
+        EXPECT_EQ(std::filesystem::exists(s_project + "/" + name), name[4] != 'b' && name[4] != 'p')
+            << name;
     EXPECT_TRUE(has(first, "Sphere.tiv: 1986 vertices, 3968 faces (3968 triangles, 0 quads), "
                            "15872 corner UVs"))
         << first;
@@ -200,4 +207,42 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     EXPECT_TRUE(
         has(second, "bounding box: (-20.000, -40.000, -30.000) to (20.000, 0.000, 10.000)"));
     EXPECT_EQ(launches("\n\n"), "\n\n");
+}
+
+// What the editor's program makes of layers, suites and callers through the
+// real module. Only the 256-character name reaches a whole send: its name query
+// fails, and the run goes on with an empty name.
+TEST_F(HostRun, EditorCasesThroughTheModule)
+{
+    struct Case
+    {
+        std::string arguments;
+        int status;
+        std::vector<std::string> shown;
+    };
+    const std::string notA3DLayer = "opened " + s_root + "/TivApps/Photoshop/Tiv_NotA3DLayer.mvs";
+    const std::vector<Case> cases = {
+        {"--not-3d", 0, {notA3DLayer}},
+        {"--deny-suite 'Photoshop Alias Utility Suite'", 1,
+         {"The plug-in failed with 'Parm' (0x5061726D)", "nothing changed"}},
+        {"--caller 'PS Other'", 0, {"suites still held: 0", "nothing changed"}},
+        {"--layer Props/Cup", 0, {"Default/Props/Cup.obj: No such file or directory", notA3DLayer}},
+        {"--layer " + std::string(255, 'a'), 0, {"File name too long", notA3DLayer}},
+        {"--layer " + std::string(256, 'b'), 0,
+         {"export3DModel silently to " + s_project + "/.obj", ".tiv: 1986 vertices"}},
+    };
+    for (const Case& c : cases)
+    {
+        std::filesystem::remove(s_morvel + "_Summary.txt");
+        CommandRun r = runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" +
+                                  TIV_PLUGIN_MODULE + "' " + c.arguments);
+        EXPECT_EQ(r.status, c.status) << c.arguments << r.err;
+        EXPECT_TRUE(has(r.out, "working folder unchanged: " + m_folder)) << c.arguments;
+        for (const std::string& part : c.shown)
+            EXPECT_TRUE(has(r.out, part)) << c.arguments << ": no " << part << "\n" << r.out;
+        if (c.arguments == "--caller 'PS Other'")
+        {
+            EXPECT_FALSE(has(r.out, "acquired")) << r.out;
+        }
+    }
 }
