@@ -1,57 +1,22 @@
-#include "ExchangeFolderSupport.h"
 #include "QDDiskServer.h"
 #include "QDDiskServer_Commands.h"
-#include "TestSupport.h"
 #include "sandbox/SandboxSupport.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <sstream>
-#include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
 {
-using sandbox::makeStandInBundle;
-using sandbox::readRuns;
+using sandbox::bundleExecutable;
+using sandbox::Runs;
 using sandbox::waitForRuns;
-typedef std::vector<std::vector<std::string>> Runs;
+using sandbox::writeRecordingScript;
 
 // No child of ours is left, running or as a zombie.
 bool noChildLeft()
 {
     return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-// Puts a recording `osascript` first on the search path for the life of a test.
-class FakeOsascript
-{
-public:
-    explicit FakeOsascript(const std::string& folder) : m_record(folder + "/osascript.txt")
-    {
-        sandbox::writeRecordingScript(folder + "/bin/osascript", m_record);
-        const char* path = getenv("PATH");
-        m_savedPath = path ? path : "";
-        setenv("PATH", (folder + "/bin:" + m_savedPath).c_str(), 1);
-    }
-    ~FakeOsascript() { setenv("PATH", m_savedPath.c_str(), 1); }
-    Runs runs() const { return readRuns(m_record); }
-
-private:
-    std::string m_record, m_savedPath;
-};
-
-// Ends a process only when it really runs the given executable.
-void killIfRunning(unsigned int pid, const std::string& executable)
-{
-    std::error_code ec;
-    std::filesystem::path exe =
-        std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", ec);
-    if (pid > 0 && !ec && std::filesystem::equivalent(exe, executable, ec))
-        kill(pid_t(pid), SIGKILL);
 }
 } // namespace
 
@@ -60,44 +25,44 @@ TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
     using namespace QDLaunchCommands;
     EXPECT_TRUE(isBundle("/A/M.app") && isBundle("x.APP") && isShellScript("/A/run.Sh"));
     EXPECT_FALSE(isBundle("/A/M.app/") || isBundle("/A/app") || isShellScript("/A/bash"));
-    EXPECT_EQ(toStd(makeShellLaunchCommand("/a b/run.SH", "x y")), "sh \"/a b/run.SH\" \"x y\"");
-    EXPECT_EQ(toStd(makeShellLaunchCommand("/a b/run.sh", "")), "sh \"/a b/run.sh\"");
     // Nothing is escaped: the quote inside ends the quoting early.
     EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", "it's")), "/bin/tool 'it's'");
-    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", QDString())), "/bin/tool");
     EXPECT_EQ(toStd(QDDiskServer::getApplicationX86Folder(true)), "/Applications");
 
     // The shell waits for these, so the records are there on return; its
-    // status is not looked at.
-    std::string dir = testFolder();
-    std::string record = dir + "/record.txt";
-    sandbox::writeRecordingScript(dir + "/run.Sh", record);
-    sandbox::writeRecordingScript(dir + "/tool", record);
+    // status is not looked at. An empty argument appends nothing.
+    std::string dir = testFolder(), record = dir + "/record.txt";
+    writeRecordingScript(dir + "/run.Sh", record);
+    writeRecordingScript(dir + "/tool", record);
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), "a b"));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), ""));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/tool").c_str(), "c d"));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing.sh").c_str(), ""));
-    EXPECT_EQ(readRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
+    EXPECT_EQ(waitForRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
 
-    FakeOsascript osascript(dir);
+    // A recording osascript first on the search path.
+    writeRecordingScript(dir + "/bin/osascript", dir + "/osascript.txt");
+    const std::string path = getenv("PATH");
+    setenv("PATH", (dir + "/bin:" + path).c_str(), 1);
     EXPECT_TRUE(QDDiskServer::runAppleScript("display dialog 1"));
     EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/x.SH", "a b"));
     EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/M.App", ""));
     EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/bin/tool", "x"));
+    setenv("PATH", path.c_str(), 1);
     const std::string suffix = "\" with administrator privileges";
-    EXPECT_EQ(osascript.runs(), (Runs{{"-e", "display dialog 1"},
-                                      {"-e", "do shell script \"sh '/p/x.SH' 'a b'" + suffix},
-                                      {"-e", "do shell script \"open -a '/p/M.App'" + suffix},
-                                      {"-e", "do shell script \"'/bin/tool' 'x'" + suffix}}));
+    EXPECT_EQ(waitForRuns(dir + "/osascript.txt"),
+              (Runs{{"-e", "display dialog 1"},
+                    {"-e", "do shell script \"sh '/p/x.SH' 'a b'" + suffix},
+                    {"-e", "do shell script \"open -a '/p/M.App'" + suffix},
+                    {"-e", "do shell script \"'/bin/tool' 'x'" + suffix}}));
 }
 
 TEST(Launch, BundlesStartDetachedInTheirOwnSessionWithOneArgument)
 {
-    std::string dir = testFolder();
-    std::string record = dir + "/record.txt";
-    std::string sessions = dir + "/sessions.txt";
-    std::string app = dir + "/Stand In.APP";
-    makeStandInBundle(app, record, "cut -d' ' -f6 /proc/$$/stat >> '" + sessions + "'");
+    std::string dir = testFolder(), record = dir + "/record.txt";
+    std::string sessions = dir + "/sessions.txt", app = dir + "/Stand In.APP";
+    writeRecordingScript(bundleExecutable(app), record,
+                         "cut -d' ' -f6 /proc/$$/stat >> '" + sessions + "'");
     std::string script = dir + "/Tiv Load.mvs";
     writeBytes(script, "");
 
@@ -108,28 +73,30 @@ TEST(Launch, BundlesStartDetachedInTheirOwnSessionWithOneArgument)
     std::sort(runs.begin(), runs.end()); // detached: any order
     EXPECT_EQ(runs, (Runs{{}, {script}, {"one arg"}}));
     EXPECT_TRUE(noChildLeft());
-    ASSERT_EQ(waitForRuns(sessions, 3).size(), 3u);
-    std::istringstream lines(sandbox::readText(sessions));
-    for (std::string session; std::getline(lines, session);)
-        EXPECT_NE(session, std::to_string(getsid(0)));
+    std::istringstream ids(sandbox::waitForText(
+        sessions, [](const std::string& t) { return std::count(t.begin(), t.end(), '\n') >= 3; }));
+    int detached = 0;
+    for (std::string id; std::getline(ids, id);)
+        detached += id != std::to_string(getsid(0));
+    EXPECT_EQ(detached, 3);
 
     // Unresolvable paths, or an executable that cannot run: false, nothing started.
     std::string inert = dir + "/Inert.app";
-    sandbox::writeText(sandbox::bundleExecutable(inert), "#!/bin/sh\n"); // not executable
-    EXPECT_FALSE(QDDiskServer::launchApplication((dir + "/None.app").c_str(), ""));
-    EXPECT_FALSE(QDDiskServer::launchApplication(inert.c_str(), "x"));
-    EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), (dir + "/none.mvs").c_str()));
-    EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), ""));
-    EXPECT_FALSE(QDDiskServer::openFileInApplication((dir + "/No.app").c_str(), script.c_str()));
-    EXPECT_FALSE(QDDiskServer::openFileInApplication(inert.c_str(), script.c_str()));
+    writeBytes(bundleExecutable(inert), "#!/bin/sh\n"); // not executable
+    EXPECT_FALSE(QDDiskServer::launchApplication((dir + "/None.app").c_str(), "") ||
+                 QDDiskServer::launchApplication(inert.c_str(), "x"));
+    EXPECT_FALSE(QDDiskServer::openFileInApplication(app.c_str(), (dir + "/none.mvs").c_str()) ||
+                 QDDiskServer::openFileInApplication(app.c_str(), ""));
+    EXPECT_FALSE(QDDiskServer::openFileInApplication((dir + "/No.app").c_str(), script.c_str()) ||
+                 QDDiskServer::openFileInApplication(inert.c_str(), script.c_str()));
     EXPECT_TRUE(noChildLeft());
-    EXPECT_EQ(readRuns(record).size(), 3u);
+    EXPECT_EQ(waitForRuns(record).size(), 3u);
 }
 
 TEST(Launch, RunningProcessIsFoundByItsExecutableOrItsScript)
 {
     std::string dir = testFolder();
-    ProcessSerialNumber psn = {7, 7};
+    ProcessSerialNumber psn = {7, 7}, binaryPsn = {7, 7}, scriptPsn = {7, 7}, plainPsn = {7, 7};
     EXPECT_FALSE(QDDiskServer::getRunningProcess((dir + "/None.app").c_str(), psn));
     EXPECT_TRUE(psn.highLongOfPSN == 0 && psn.lowLongOfPSN == 0);
 
@@ -137,31 +104,34 @@ TEST(Launch, RunningProcessIsFoundByItsExecutableOrItsScript)
     // binary one (a copy of sleep).
     std::string pids = dir + "/pids.txt", stop = dir + "/stop";
     std::string scripted = dir + "/Scripted.app", binary = dir + "/Binary.app";
-    makeStandInBundle(scripted, dir + "/record.txt",
-                      "echo $$ >> '" + pids + "'\ni=0\nwhile [ ! -e '" + stop +
-                          "' ] && [ $i -lt 600 ]; do sleep 0.05; i=$((i+1)); done");
+    writeRecordingScript(bundleExecutable(scripted), dir + "/record.txt",
+                         "echo $$ > '" + pids + "'\ni=0\nwhile [ ! -e '" + stop +
+                             "' ] && [ $i -lt 600 ]; do sleep 0.05; i=$((i+1)); done");
     std::filesystem::create_directories(binary + "/Contents/MacOS");
-    std::filesystem::copy_file("/bin/sleep", binary + "/Contents/MacOS/Binary");
-    EXPECT_FALSE(QDDiskServer::getRunningProcess(scripted.c_str(), psn));
-    EXPECT_FALSE(QDDiskServer::getRunningProcess(binary.c_str(), psn));
+    std::filesystem::copy_file("/bin/sleep", bundleExecutable(binary));
+    EXPECT_FALSE(QDDiskServer::getRunningProcess(scripted.c_str(), psn) ||
+                 QDDiskServer::getRunningProcess(binary.c_str(), psn));
 
     // A launch returns once the executable is in place, so both are found at
     // once; the script's executable named as a plain path is the same process.
     ASSERT_TRUE(QDDiskServer::launchApplication(binary.c_str(), "30"));
     ASSERT_TRUE(QDDiskServer::launchApplication(scripted.c_str(), ""));
-    ProcessSerialNumber binaryPsn = {7, 7}, scriptPsn = {7, 7}, plainPsn = {7, 7};
     EXPECT_TRUE(QDDiskServer::getRunningProcess(binary.c_str(), binaryPsn));
     EXPECT_TRUE(QDDiskServer::getRunningProcess(scripted.c_str(), scriptPsn));
-    EXPECT_TRUE(
-        QDDiskServer::getRunningProcess(sandbox::bundleExecutable(scripted).c_str(), plainPsn));
-    EXPECT_TRUE(binaryPsn.highLongOfPSN == 0 && binaryPsn.lowLongOfPSN != 0);
-    EXPECT_NE(binaryPsn.lowLongOfPSN, unsigned(getpid()));
-    killIfRunning(binaryPsn.lowLongOfPSN, binary + "/Contents/MacOS/Binary");
+    EXPECT_TRUE(QDDiskServer::getRunningProcess(bundleExecutable(scripted).c_str(), plainPsn));
+    EXPECT_TRUE(binaryPsn.highLongOfPSN == 0 && binaryPsn.lowLongOfPSN != unsigned(getpid()));
+    // Ended only when it really runs the copy of sleep.
+    std::error_code ec;
+    if (std::filesystem::equivalent("/proc/" + std::to_string(binaryPsn.lowLongOfPSN) + "/exe",
+                                    bundleExecutable(binary), ec))
+        kill(pid_t(binaryPsn.lowLongOfPSN), SIGKILL);
 
-    waitForRuns(pids, 1);
-    unsigned int scriptPid = unsigned(atoi(sandbox::readText(pids).c_str()));
-    EXPECT_TRUE(scriptPsn.highLongOfPSN == 0 && scriptPsn.lowLongOfPSN == scriptPid);
-    EXPECT_EQ(plainPsn.lowLongOfPSN, scriptPid);
+    unsigned int scriptPid =
+        unsigned(atoi(sandbox::waitForText(pids, [](const std::string& t)
+                                           { return !t.empty() && t.back() == '\n'; })
+                          .c_str()));
+    EXPECT_TRUE(scriptPsn.highLongOfPSN == 0 && scriptPsn.lowLongOfPSN == scriptPid &&
+                plainPsn.lowLongOfPSN == scriptPid);
 
     // Once it has ended it is no longer found.
     writeBytes(stop, "");

@@ -1,44 +1,42 @@
-#include "ExchangeFolderSupport.h"
 #include "QDDiskServer.h"
 #include "QDLogServer.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
-#include "TestSupport.h"
 #include "TivPSServer.h"
 #include "sandbox/SandboxSupport.h"
-
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 namespace
 {
 typedef std::vector<std::string> Lines;
-typedef std::vector<std::vector<std::string>> Runs;
+using sandbox::Runs;
+using sandbox::waitForRuns;
 
 Lines s_lines;
-void keepLine(const char* line)
-{
-    s_lines.push_back(line);
-}
 bool logged(const std::string& line)
 {
     return std::find(s_lines.begin(), s_lines.end(), line) != s_lines.end();
 }
 
-QDTivMesh imported(const std::string& obj)
+QDTivMesh imported(const std::string& path, bool tiv = false)
 {
     QDTivMesh mesh;
-    EXPECT_TRUE(QDObjImport().importTivMesh(obj.c_str(), mesh, true)) << obj;
+    EXPECT_TRUE(tiv ? mesh.loadFromTivFile(path.c_str())
+                    : QDObjImport().importTivMesh(path.c_str(), mesh, true))
+        << path;
     return mesh;
 }
 
-QDArray<QDString> names(std::initializer_list<std::string> list)
+template <typename T> std::vector<float> floats(const QDArray<T>& a)
+{
+    const float* f = reinterpret_cast<const float*>(a.begin());
+    return std::vector<float>(f, f + a.size() * sizeof(T) / sizeof(float));
+}
+
+QDArray<QDString> names(const std::vector<std::string>& list)
 {
     QDArray<QDString> result;
     for (const std::string& name : list)
-        result.push_back(QDString(name.c_str()));
+        result.push_back(name.c_str());
     return result;
 }
 
@@ -46,19 +44,15 @@ QDArray<QDString> names(std::initializer_list<std::string> list)
 class SendPipeline : public testing::Test
 {
 protected:
-    SendPipeline() : m_root(testFolder()), m_exchange(m_root), m_tree(m_root)
+    SendPipeline() : m_root(testFolder()), m_tree(m_root)
     {
-        m_tree.create();
         s_lines.clear();
-        QDLogServer::setLineObserver(keepLine);
+        QDLogServer::setLineObserver([](const char* line) { s_lines.push_back(line); });
         TivPSServer::initialize();
     }
     ~SendPipeline() override { QDLogServer::setLineObserver(nullptr); }
 
-    std::string project(const std::string& name) const
-    {
-        return m_tree.defaultProject + "/" + name;
-    }
+    std::string project(const std::string& name) const { return m_tree.project + "/" + name; }
 
     // One quad exported as two triangles with every corner its own vertex.
     void writeLayer(const std::string& name) const
@@ -70,31 +64,56 @@ protected:
     }
 
     std::string m_root;
-    ExchangeFolderOverride m_exchange;
     sandbox::ExchangeTree m_tree;
 };
 } // namespace
 
-TEST(SendPipelineFlips, NegateYAndZAndMirrorV)
+TEST_F(SendPipeline, WholeSendThenReturnOfTheSameLayer)
 {
-    QDArray<QDVector3f> positions(1, QDVector3f(1.0f, 2.0f, -3.0f));
-    doFlipAndSwitch_PhotoshopToMorvel(positions);
-    EXPECT_TRUE(positions[0].x() == 1.0f && positions[0].y() == -2.0f && positions[0].z() == 3.0f);
+    const std::string layer = project("Layer");
+    TivPSServer::hackBeforePhotoshopExport3DModel((layer + ".obj").c_str());
+    writeLayer("Layer");
+    ASSERT_TRUE(TivPSServer::goToMorvel(names({layer})));
 
-    QDArray<QDVector2f> uvs(1, QDVector2f(0.3f, 0.25f));
-    uvs.push_back(QDVector2f(2.0f, 0.1f));
-    doFlipV_PhotoshopToMorvel(uvs);
-    EXPECT_EQ(uvs[0], QDVector2f(0.3f, 0.75f));
-    EXPECT_EQ(uvs[1], QDVector2f(2.0f, 1.0f - 0.1f)); // single precision
+    // Welded into ascending position order, then y and z negated; v flipped per
+    // corner, and a triangle's fourth corner holds the second coordinate.
+    QDTivMesh sent = imported(layer + ".tiv", true);
+    EXPECT_EQ(floats(sent.m_vertices), (std::vector<float>{0, 0, 0, 0, -1, 0, 1, 0, 0, 1, -1, 0}));
+    EXPECT_EQ(values(sent.m_faceVertexIndices), (std::vector<int>{0, 2, 3, -1, 0, 3, 1, -1}));
+    EXPECT_EQ(floats(sent.m_cornerUVs), (std::vector<float>{0, 0.75f, 1, 0.75f, 1, 0, 1, 0.75f, 0,
+                                                            0.75f, 1, 0, 0, 0, 1, 0.75f}));
+    // A texture named without a folder lies in the default project folder.
+    EXPECT_EQ(toStd(sent.m_textureFileName), project("skin.png"));
+    EXPECT_EQ(readBytes(m_root + "/TivMorvel/Tiv_ObjectList.txt"), layer + "\n");
+    EXPECT_EQ(readBytes(m_root + "/TivMorvel/Tiv_Application.txt"), "Photoshop");
+    for (const std::string& line : {"TexName: '" + project("skin.png") + "'",
+                                    "  ->" + layer + ".tiv", std::string(" MorvelWasRunning = 0")})
+        EXPECT_TRUE(logged(line)) << line;
+    EXPECT_EQ(waitForRuns(m_tree.launcherRecord, 1), (Runs{{}}));
+    EXPECT_EQ(waitForRuns(m_tree.morvelRecord, 1),
+              (Runs{{m_tree.photoshopFile("Tiv_LoadTextures.mvs")}}));
+
+    // The layer comes back (its OBJ is there) with previous geometry that fits,
+    // and no sculpting application is configured: the launcher starts all the same.
+    m_tree.configure(false);
+    TivPSServer::hackBeforePhotoshopExport3DModel((layer + ".obj").c_str());
+    writeBytes(layer + ".obj.prevMV2PS.obj", sandbox::trianglesObj(2, 5));
+    ASSERT_TRUE(TivPSServer::goToMorvel(names({layer})));
+    sent = imported(layer + ".tiv", true);
+    ASSERT_EQ(sent.m_vertices.size(), 6); // kept as it was, not welded
+    EXPECT_FALSE(sent.m_vertices[1] != QDVector3f(0, -1, -5) ||
+                 sent.m_vertices[5] != QDVector3f(2, -1, -5));
+    for (const QDVector2f& uv : sent.m_cornerUVs)
+        EXPECT_EQ(uv, QDVector2f(0.5f, 0.75f));
+    EXPECT_EQ(toStd(sent.m_textureFileName), project("skin.png"));
+    EXPECT_EQ(waitForRuns(m_tree.launcherRecord, 2).size(), 2u);
+    EXPECT_EQ(waitForRuns(m_tree.morvelRecord).size(), 1u);
 }
 
 TEST_F(SendPipeline, ReturnBranchesKeepOrWeldTheGeometry)
 {
     writeLayer("Layer");
-    const std::string obj = project("Layer.obj");
-    const std::string previous = obj + ".prevMV2PS.obj";
-    const Lines returnLines = {"A Return to Morvel: try to read previous 3D geometry",
-                               "---- NEW_BAD_PS_OBJ_EXPORT_HACK ----"};
+    const std::string obj = project("Layer.obj"), previous = obj + ".prevMV2PS.obj";
     auto readBack = [&](const std::string& previousObj)
     {
         if (previousObj.empty())
@@ -107,6 +126,8 @@ TEST_F(SendPipeline, ReturnBranchesKeepOrWeldTheGeometry)
         TivPSServer::hackAfterExported3DModelRead(obj.c_str(), mesh);
         return mesh;
     };
+    Lines expected = {"A Return to Morvel: try to read previous 3D geometry",
+                      "---- NEW_BAD_PS_OBJ_EXPORT_HACK ----"};
 
     // The OBJ was not there before the export: welded, a previous file or not.
     TivPSServer::hackBeforePhotoshopExport3DModel(project("Other.obj").c_str());
@@ -116,13 +137,11 @@ TEST_F(SendPipeline, ReturnBranchesKeepOrWeldTheGeometry)
     // It was there: a return, whatever the previous file holds.
     TivPSServer::hackBeforePhotoshopExport3DModel(obj.c_str());
     EXPECT_EQ(readBack("").m_vertices.size(), 4);
-    Lines expected = returnLines;
-    expected.push_back("  read previous 3D geometry FAILED : -> mergeEqualVertices");
-    EXPECT_EQ(s_lines, expected);
+    EXPECT_EQ(s_lines, (Lines{expected[0], expected[1],
+                              "  read previous 3D geometry FAILED : -> mergeEqualVertices"}));
 
     // More corners before than now: not compatible, welded.
     EXPECT_EQ(readBack(sandbox::trianglesObj(3, 5)).m_vertices.size(), 4);
-    expected = returnLines;
     expected.insert(expected.end(), {"   check prev mesh and current mesh compatibility",
                                      "   prevMesh: 3 fac,  9 vtx", "   curMesh : 2 fac,  6 vtx",
                                      "   -> NOT compatible meshes", "   -> mergeEqualVertices()"});
@@ -130,41 +149,30 @@ TEST_F(SendPipeline, ReturnBranchesKeepOrWeldTheGeometry)
 
     // As many corners, or fewer: the previous geometry replaces the current
     // one whole and unwelded; groups and texture name stay the mesh's own.
-    writeBytes(previous, sandbox::trianglesObj(2, 5));
-    QDTivMesh previousMesh = imported(previous);
-    QDTivMesh mesh = readBack(sandbox::trianglesObj(2, 5));
+    QDTivMesh mesh = readBack(sandbox::trianglesObj(2, 5)), previousMesh = imported(previous);
     ASSERT_EQ(s_lines.size(), 7u);
     EXPECT_EQ(s_lines[3], "   prevMesh: 2 fac,  6 vtx");
     EXPECT_EQ(s_lines[5], "   -> compatible meshes (#quad > prev#quad : poor check)");
     EXPECT_EQ(s_lines[6], "   -> keep previous geometry (quads, vtx and uvs)");
-    ASSERT_EQ(mesh.m_vertices.size(), 6);
-    EXPECT_TRUE(std::all_of(mesh.m_vertices.begin(), mesh.m_vertices.end(),
-                            [](const QDVector3f& p) { return p.z() == 5.0f; }));
+    // (The whole send checks the positions and corner UVs it kept.)
     EXPECT_TRUE(std::equal(mesh.m_faceVertexIndices.begin(), mesh.m_faceVertexIndices.end(),
                            previousMesh.m_faceVertexIndices.begin()));
-    EXPECT_TRUE(std::equal(mesh.m_cornerUVs.begin(), mesh.m_cornerUVs.end(),
-                           previousMesh.m_cornerUVs.begin()));
-    EXPECT_EQ(mesh.m_uniqueUVs.size() + mesh.m_cornerUVIndices.size(),
-              previousMesh.m_uniqueUVs.size() + previousMesh.m_cornerUVIndices.size());
-    EXPECT_EQ(mesh.m_faceGroups.size(), 2);
-    EXPECT_STREQ(mesh.m_textureFileName.c_str(), "skin.png");
+    EXPECT_TRUE(mesh.m_uniqueUVs.size() == 2 &&
+                std::equal(mesh.m_cornerUVIndices.begin(), mesh.m_cornerUVIndices.end(),
+                           previousMesh.m_cornerUVIndices.begin(),
+                           previousMesh.m_cornerUVIndices.end()));
+    EXPECT_TRUE(mesh.m_faceGroups.size() == 2 && toStd(mesh.m_textureFileName) == "skin.png");
     EXPECT_EQ(readBack(sandbox::trianglesObj(1, 7)).m_vertices[0].z(), 7.0f);
 }
 
 TEST_F(SendPipeline, FailedObjectsStopTheSendBeforeAnyLaunch)
 {
-    const std::string notA3DLayer = m_tree.photoshopScript("Tiv_NotA3DLayer.mvs");
-
     // An empty name: the exchange files are written, then the script runs.
     EXPECT_FALSE(TivPSServer::goToMorvel(names({""})));
     EXPECT_EQ(readBytes(m_root + "/TivMorvel/Tiv_Application.txt"), "Photoshop");
     EXPECT_EQ(readBytes(m_root + "/TivMorvel/Tiv_ObjectList.txt"), "\n");
-    EXPECT_EQ(sandbox::waitForRuns(m_tree.morvelRecord, 1), (Runs{{notA3DLayer}}));
-
-    // No readable OBJ: the same script, and the failure logged.
-    EXPECT_FALSE(TivPSServer::goToMorvel(names({project("Missing")})));
-    EXPECT_TRUE(logged("Error on loading obj file : " + project("Missing.obj")));
-    EXPECT_EQ(sandbox::waitForRuns(m_tree.morvelRecord, 2).size(), 2u);
+    EXPECT_EQ(waitForRuns(m_tree.morvelRecord, 1),
+              (Runs{{m_tree.photoshopFile("Tiv_NotA3DLayer.mvs")}}));
 
     // All objects are listed first; the good one is converted before the
     // missing one stops the send.
@@ -172,40 +180,32 @@ TEST_F(SendPipeline, FailedObjectsStopTheSendBeforeAnyLaunch)
     EXPECT_FALSE(TivPSServer::goToMorvel(names({project("Layer"), project("Missing")})));
     EXPECT_EQ(readBytes(m_root + "/TivMorvel/Tiv_ObjectList.txt"),
               project("Layer") + "\n" + project("Missing") + "\n");
-    EXPECT_TRUE(logged("  ->" + project("Layer.tiv")));
-    EXPECT_EQ(sandbox::readTivBlocks(project("Layer.tiv"))[10001].count, 4u);
-    EXPECT_EQ(sandbox::waitForRuns(m_tree.morvelRecord, 3).size(), 3u);
+    EXPECT_EQ(imported(project("Layer.tiv"), true).m_vertices.size(), 4);
+    EXPECT_TRUE(logged("Error on loading obj file : " + project("Missing.obj")));
+    EXPECT_EQ(waitForRuns(m_tree.morvelRecord, 2).size(), 2u);
     EXPECT_FALSE(logged(". Executing TivMorvelFromApp.exe...."));
-    EXPECT_TRUE(sandbox::readRuns(m_tree.launcherRecord).empty());
+    EXPECT_TRUE(waitForRuns(m_tree.launcherRecord).empty());
 }
 
 TEST_F(SendPipeline, UnwritableMeshFileFailsSilentlyWithoutLaunch)
 {
-    // The .tiv path is a folder, or a full disk with more data than any
-    // stream buffer holds.
     writeLayer("Layer");
     std::filesystem::create_directories(project("Layer.tiv"));
-    writeBytes(project("Big.obj"), sandbox::trianglesObj(4000, 1));
-    std::filesystem::create_symlink("/dev/full", project("Big.tiv"));
-    for (const char* name : {"Layer", "Big"})
-    {
-        s_lines.clear();
-        EXPECT_FALSE(TivPSServer::goToMorvel(names({project(name)}))) << name;
-        EXPECT_EQ(s_lines.empty() ? "" : s_lines.back(), "saveToTivFile...") << name;
-    }
-    EXPECT_TRUE(sandbox::readRuns(m_tree.launcherRecord).empty());
-    EXPECT_TRUE(sandbox::readRuns(m_tree.morvelRecord).empty());
+    EXPECT_FALSE(TivPSServer::goToMorvel(names({project("Layer")})));
+    EXPECT_EQ(s_lines.back(), "saveToTivFile...");
+    EXPECT_TRUE(waitForRuns(m_tree.launcherRecord).empty() &&
+                waitForRuns(m_tree.morvelRecord).empty());
 }
 
 TEST_F(SendPipeline, ScriptsOpenInTheConfiguredApplicationOnly)
 {
-    const std::string script = m_tree.photoshopScript("Tiv_LoadTextures.mvs");
+    const std::string script = m_tree.photoshopFile("Tiv_LoadTextures.mvs");
     TivPSServer::executeMvScript(script.c_str());
     EXPECT_EQ(s_lines, (Lines{". Executing MvScript:", "  -> \"" + script + "\"",
                               "  QDDiskServer::openFileInApplication(" + m_tree.morvelApp + ", \"" +
                                   script + "\")",
                               " -> OK", "  curPath = " + toStd(QDDiskServer::getCurrentPath())}));
-    EXPECT_EQ(sandbox::waitForRuns(m_tree.morvelRecord, 1), (Runs{{script}}));
+    waitForRuns(m_tree.morvelRecord, 1);
 
     s_lines.clear(); // a script that cannot be opened is only logged
     TivPSServer::executeMvScript((script + ".missing").c_str());
@@ -216,5 +216,5 @@ TEST_F(SendPipeline, ScriptsOpenInTheConfiguredApplicationOnly)
     TivPSServer::executeMvScript(script.c_str());
     showNotAn3DLayerErrorMsg();
     EXPECT_TRUE(s_lines.empty());
-    EXPECT_EQ(sandbox::readRuns(m_tree.morvelRecord).size(), 1u);
+    EXPECT_EQ(waitForRuns(m_tree.morvelRecord).size(), 1u);
 }

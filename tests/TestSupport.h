@@ -1,18 +1,25 @@
 #pragma once
 
+#include "QDTivMesh.h"
+
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <sys/wait.h>
+#include <vector>
 
 // A fresh, empty folder for the running test, inside the build tree.
-inline std::string testFolder()
+inline std::string testFolder(const std::string& suffix = "")
 {
     const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
-    std::filesystem::path dir = std::filesystem::path(TIV_TEST_TMP) /
-                                (std::string(info->test_suite_name()) + "." + info->name());
+    std::filesystem::path dir =
+        std::filesystem::path(TIV_TEST_TMP) /
+        (std::string(info->test_suite_name()) + "." + info->name() + suffix);
     std::error_code ec;
     std::filesystem::permissions(dir, std::filesystem::perms::owner_all,
                                  std::filesystem::perm_options::add, ec);
@@ -21,8 +28,11 @@ inline std::string testFolder()
     return dir.string();
 }
 
+// Writes a whole file, making its folder first.
 inline void writeBytes(const std::string& path, const std::string& bytes)
 {
+    std::error_code ec;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
@@ -31,4 +41,70 @@ inline std::string readBytes(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// QDString to std::string; the null string becomes the empty one.
+inline std::string toStd(const QDString& s)
+{
+    return s.isNull() ? std::string() : s.c_str();
+}
+
+template <typename T> QDArray<T> qdArray(const std::vector<T>& values)
+{
+    QDArray<T> array;
+    for (const T& value : values)
+        array.push_back(value);
+    return array;
+}
+template <typename T> std::vector<T> values(const QDArray<T>& array)
+{
+    return std::vector<T>(array.begin(), array.end());
+}
+
+// Positions, four corners per face (-1 in a triangle's fourth), corner UVs.
+inline QDTivMesh makeMesh(const std::vector<QDVector3f>& vertices, const std::vector<int>& corners,
+                          const std::vector<QDVector2f>& uvs = {})
+{
+    QDTivMesh mesh;
+    mesh.m_vertices = qdArray(vertices);
+    mesh.m_faceVertexIndices = qdArray(corners);
+    mesh.m_cornerUVs = qdArray(uvs);
+    return mesh;
+}
+
+// Hand-built file images: little-endian words, zero runs, block headers.
+inline std::string le32(unsigned int v)
+{
+    return {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
+}
+inline std::string f32(float f)
+{
+    unsigned int bits;
+    memcpy(&bits, &f, 4);
+    return le32(bits);
+}
+inline std::string zeros(size_t n)
+{
+    return std::string(n, '\0');
+}
+inline std::string block(unsigned tag, unsigned size, unsigned count, const std::string& data,
+                         float param = 0.0f)
+{
+    return le32(tag) + le32(size) + le32(count) + f32(param) + data;
+}
+
+struct CommandRun
+{
+    int status = -1;
+    std::string out, err;
+};
+
+// Runs a shell command line with its output and errors caught in files beside
+// the test's own folder, which testFolder() would empty.
+inline CommandRun runCommand(const std::string& command)
+{
+    const std::string dir = testFolder("-run");
+    int raw = std::system((command + " > '" + dir + "/out' 2> '" + dir + "/err'").c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readBytes(dir + "/out"),
+            readBytes(dir + "/err")};
 }
