@@ -15,14 +15,17 @@ namespace
 class PaddedLine
 {
 public:
-    explicit PaddedLine(const std::string& text) : m_bytes(16 + text.size() + 64, 0)
+    explicit PaddedLine(const std::string& text)
+        : m_bytes(std::string(16, '\0') + text + std::string(64, '\0'))
     {
-        memcpy(m_bytes.data() + 16, text.data(), text.size());
     }
-    const unsigned char* begin() const { return m_bytes.data() + 16; }
+    const unsigned char* begin() const
+    {
+        return reinterpret_cast<const unsigned char*>(m_bytes.data()) + 16;
+    }
 
 private:
-    std::vector<unsigned char> m_bytes;
+    std::string m_bytes;
 };
 
 class Random
