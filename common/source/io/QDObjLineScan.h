@@ -319,7 +319,7 @@ template <int n> inline bool hasBits(std::uint64_t x)
 // Takes the first number of the line's words and dots into n. 'shapes' turns
 // negative when a number has no whole part left of its dot (its dot lies in an
 // earlier number), no decimals, or more than eight digits.
-inline void takeNumber(const unsigned char* p, std::uint64_t& starts, std::uint64_t& ends,
+__attribute__((always_inline)) inline void takeNumber(const unsigned char* p, std::uint64_t& starts, std::uint64_t& ends,
                        std::uint64_t& dots, Number& n, int& shapes)
 {
     const unsigned first = lowestBit(starts), point = lowestBit(dots);
