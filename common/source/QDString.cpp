@@ -63,6 +63,30 @@ bool matchesAt(const char* s, const char* sub, int subLen, bool noCase)
             return false;
     return true;
 }
+
+// Both comparisons order null before any non-empty string and equal to an
+// empty one, and stop at the first terminator or after n characters; they
+// differ only in the key of a character.
+template <class Key> int compareKeys(const char* a, const char* b, int n, Key key)
+{
+    if (!a)
+        return (!b || !*b) ? 0 : -1;
+    if (!b)
+        return *a ? 1 : 0;
+    if (n < 1)
+        n = 2147483647;
+    for (int i = 0; i < n; ++i)
+    {
+        int ca = key(a[i]), cb = key(b[i]);
+        if (ca < cb)
+            return -1;
+        if (ca > cb)
+            return 1;
+        if (ca == 0)
+            return 0;
+    }
+    return 0;
+}
 } // namespace
 
 QDString::QDString(const char* text) : m_data(text ? copyOf(text, strlen(text)) : nullptr) {}
@@ -166,44 +190,12 @@ QDString& QDString::operator+=(const QDString& right)
 
 int QDString::cmp(const char* a, const char* b, int n)
 {
-    if (!a)
-        return (!b || !*b) ? 0 : -1;
-    if (!b)
-        return *a ? 1 : 0;
-    if (n < 1)
-        n = 2147483647;
-    for (int i = 0; i < n; ++i)
-    {
-        signed char ca = (signed char)a[i], cb = (signed char)b[i];
-        if (ca < cb)
-            return -1;
-        if (ca > cb)
-            return 1;
-        if (ca == 0)
-            return 0;
-    }
-    return 0;
+    return compareKeys(a, b, n, [](char c) { return int((signed char)c); });
 }
 
 int QDString::cmpNoCase(const char* a, const char* b, int n)
 {
-    if (!a)
-        return (!b || !*b) ? 0 : -1;
-    if (!b)
-        return *a ? 1 : 0;
-    if (n < 1)
-        n = 2147483647;
-    for (int i = 0; i < n; ++i)
-    {
-        unsigned char ca = upper(a[i]), cb = upper(b[i]);
-        if (ca < cb)
-            return -1;
-        if (ca > cb)
-            return 1;
-        if (ca == 0)
-            return 0;
-    }
-    return 0;
+    return compareKeys(a, b, n, [](char c) { return int(upper(c)); });
 }
 
 bool QDString::operator==(const QDString& other) const

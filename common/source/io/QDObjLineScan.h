@@ -409,6 +409,14 @@ inline void takeCorner(std::uint64_t& starts, std::uint64_t& ends, std::uint64_t
     shapes |= int(8 - c.vertexDigits) | int(8 - c.textureDigits);
     textured |= unsigned(c.textureDigits != 0) << k;
 }
+
+// The words of a face line that holds a line end within 64 bytes, a space
+// after the keyword and nothing but spaces, digits and slashes before its end.
+inline bool faceWords(const QDObjLineBits& bits, unsigned& end, std::uint64_t& starts,
+                      std::uint64_t& ends)
+{
+    return lineWords(bits, end, starts, ends) && (bits.space & 1) && !(~bits.valid & below(end));
+}
 } // namespace qdObjLineScan
 
 // Reads the rest of an "f" line from p, the byte after the keyword: three or
@@ -423,9 +431,8 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
     const QDObjLineBits bits = qdObjLineBits<true>(p);
     unsigned end;
     std::uint64_t starts, ends;
-    if (!lineWords(bits, end, starts, ends)) return nullptr;
-    // A space after the keyword; a digit first in every corner.
-    if (!(bits.space & 1) || (~bits.valid & below(end)) || (bits.mark & starts)) return nullptr;
+    // A digit first in every corner.
+    if (!faceWords(bits, end, starts, ends) || (bits.mark & starts)) return nullptr;
     const bool quad = hasBits<4>(starts);
     if (!quad && !hasBits<3>(starts)) return nullptr;
     Corner c[4];
@@ -473,8 +480,7 @@ inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& 
     const QDObjLineBits bits = qdObjLineBits<true>(p);
     unsigned end;
     std::uint64_t starts, ends;
-    if (!lineWords(bits, end, starts, ends)) return nullptr;
-    if (!(bits.space & 1) || (~bits.valid & below(end))) return nullptr;
+    if (!faceWords(bits, end, starts, ends)) return nullptr;
     const std::uint64_t stops = bits.mark & starts;
     corners = bitCount(stops ? starts & below(int(lowestBit(stops))) : starts);
     return p + end;
