@@ -310,42 +310,6 @@ TEST(ObjImport, TokensStraddlingBufferFillsReadTheSame)
     }
 }
 
-TEST(ObjImport, WholeLinesAndStraddlingLinesReadNumbersAlike)
-{
-    // Lines held whole in the buffer are read a word at a time; with a
-    // one-byte buffer every line is read byte by byte. Both must give the
-    // same bits for every shape of number.
-    std::string text;
-    unsigned state = 12345;
-    auto next = [&state](unsigned n)
-    {
-        state = state * 1103515245u + 12345u;
-        return (state >> 8) % n;
-    };
-    for (int line = 0; line < 6000; ++line)
-    {
-        text += "v";
-        for (int k = 0; k < 3; ++k)
-        {
-            text += " ";
-            text += "+-"[next(2)];
-            for (unsigned d = 0, n = next(10); d < n; ++d)
-                text += char('0' + next(10));
-            if (next(4) != 0) text += ".";
-            for (unsigned d = 0, n = next(12); d < n; ++d)
-                text += char('0' + next(10));
-        }
-        text += "\n";
-    }
-    QDTivMesh whole, bytes;
-    ASSERT_TRUE(importText(text, whole));
-    ASSERT_TRUE(importText(text, bytes, 1));
-    ASSERT_EQ(whole.m_vertices.size(), 6000);
-    ASSERT_EQ(bytes.m_vertices.size(), 6000);
-    EXPECT_EQ(memcmp(whole.m_vertices.begin(), bytes.m_vertices.begin(), 6000 * sizeof(QDVector3f)),
-              0);
-}
-
 TEST(ObjImport, UndercountedAndHostileCountsStayBounded)
 {
     // Headers far below the data: every face and vertex is still read.

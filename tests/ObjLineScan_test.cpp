@@ -168,53 +168,6 @@ void expectSameMesh(const QDTivMesh& a, const QDTivMesh& b, const std::string& w
 }
 } // namespace
 
-TEST(ObjLineScan, WideStepsMatchTheirReferences)
-{
-    Random r;
-    int read = 0, refused = 0;
-    for (int i = 0; i < 40000; ++i)
-    {
-        // Byte classes of any bytes: only the bits before the first line end
-        // count, and that end itself.
-        std::string bytes;
-        for (unsigned n = r.below(72); n > 0; --n)
-            bytes += r.oneIn(40) ? char(0x80 + r.below(128)) : r.pick("0123456789 ./-+\t\r\nx");
-        const PaddedLine any(bytes);
-        for (bool face : {false, true})
-        {
-            const QDObjLineBits wide =
-                face ? qdObjLineBits<true>(any.begin()) : qdObjLineBits<false>(any.begin());
-            const QDObjLineBits byByte = qdObjLineBitsByByte(any.begin(), face);
-            const std::uint64_t end = byByte.lineEnd, kept = end ? end - 1 : ~0ull;
-            ASSERT_EQ(wide.lineEnd & (kept | end), end) << bytes;
-            EXPECT_EQ(wide.space & kept, byByte.space) << bytes;
-            EXPECT_EQ(wide.mark & kept, byByte.mark) << bytes;
-            EXPECT_EQ(wide.valid & kept, byByte.valid) << bytes;
-        }
-
-        // Numbers side by side against one at a time.
-        const std::string text = " " + numberText(r) + " " + numberText(r) + " " + numberText(r);
-        const PaddedLine line(text + "\n");
-        qdObjLineScan::Number numbers[3];
-        unsigned end;
-        if (!qdObjLineScan::lineNumbers<3>(line.begin(), numbers, end)) continue;
-        float wide[3] = {1, 1, 1}, byWord[3] = {2, 2, 2};
-        const bool wideRead = qdObjLineScan::numberValues<3>(line.begin(), numbers, wide);
-        ASSERT_EQ(wideRead, qdObjLineScan::numberValuesByWord<3>(line.begin(), numbers, byWord))
-            << text;
-        if (wideRead)
-        {
-            EXPECT_EQ(memcmp(wide, byWord, sizeof(wide)), 0) << text;
-        }
-        read += wideRead;
-        refused += !wideRead;
-    }
-    // Both outcomes are well represented: numbers of the usual shape, and
-    // shapes that only their bytes or their size rule out.
-    EXPECT_GT(read, 2500);
-    EXPECT_GT(refused, 250);
-}
-
 TEST(ObjLineScan, WholeLinesReadAsAlongTheLine)
 {
     Random r;
