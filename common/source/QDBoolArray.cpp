@@ -62,6 +62,17 @@ unsigned char* allocateBytes(int n)
 }
 
 inline int clampTo(int v, int lo, int hi) { return v < lo ? lo : (v > hi ? hi : v); }
+
+// The auto-resizing edits grow the array to reach i; an index no int size can
+// reach is ignored.
+bool growToInclude(QDBoolArray& a, int i)
+{
+    if (i < 0 || i == INT_MAX)
+        return false;
+    if (i >= a.size())
+        a.resize(i + 1, false);
+    return true;
+}
 } // namespace
 
 unsigned char QDBoolArray::emptyArray[2] = {1, 1};
@@ -165,29 +176,20 @@ void QDBoolArray::reinit(int n, bool value)
 
 void QDBoolArray::setAutoResize(int i)
 {
-    if (i < 0 || i == INT_MAX)
-        return;
-    if (i >= m_size)
-        resize(i + 1, false);
-    set(i);
+    if (growToInclude(*this, i))
+        set(i);
 }
 
 void QDBoolArray::clearAutoResize(int i)
 {
-    if (i < 0 || i == INT_MAX)
-        return;
-    if (i >= m_size)
-        resize(i + 1, false);
-    clear(i);
+    if (growToInclude(*this, i))
+        clear(i);
 }
 
 void QDBoolArray::toggleAutoResize(int i)
 {
-    if (i < 0 || i == INT_MAX)
-        return;
-    if (i >= m_size)
-        resize(i + 1, false);
-    toggle(i);
+    if (growToInclude(*this, i))
+        toggle(i);
 }
 
 int QDBoolArray::findFirst(bool v, int from) const

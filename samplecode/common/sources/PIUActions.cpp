@@ -18,29 +18,11 @@ struct HeldPlayback
 
     void release()
     {
-        freeDescriptor(result);
-        freeDescriptor(descriptor);
-        freeDescriptor(object);
-        if (reference != nullptr)
-        {
-            PIActionReference held = reference;
-            reference = nullptr;
-            sPSActionReference->Free(held);
-        }
-        if (alias != nullptr)
-        {
-            Handle held = alias;
-            alias = nullptr;
-            sPSHandle->Dispose(held);
-        }
-    }
-
-    static void freeDescriptor(PIActionDescriptor& d)
-    {
-        if (d == nullptr) return;
-        PIActionDescriptor held = d;
-        d = nullptr;
-        sPSActionDescriptor->Free(held);
+        PIUFreeDescriptor(result);
+        PIUFreeDescriptor(descriptor);
+        PIUFreeDescriptor(object);
+        PIUFreeReference(reference);
+        PIUDisposeHandle(alias);
     }
 };
 

@@ -13,18 +13,8 @@ struct HeldQuery
 
     void release()
     {
-        if (reference != nullptr)
-        {
-            PIActionReference held = reference;
-            reference = nullptr;
-            sPSActionReference->Free(held);
-        }
-        if (result != nullptr)
-        {
-            PIActionDescriptor held = result;
-            result = nullptr;
-            sPSActionDescriptor->Free(held);
-        }
+        PIUFreeReference(reference);
+        PIUFreeDescriptor(result);
     }
 };
 

@@ -42,3 +42,27 @@ void PIUSuitesRelease()
     sPSAlias.Unload();
     sPSResource.Unload();
 }
+
+void PIUFreeDescriptor(PIActionDescriptor& descriptor)
+{
+    if (descriptor == nullptr) return;
+    PIActionDescriptor held = descriptor;
+    descriptor = nullptr;
+    sPSActionDescriptor->Free(held);
+}
+
+void PIUFreeReference(PIActionReference& reference)
+{
+    if (reference == nullptr) return;
+    PIActionReference held = reference;
+    reference = nullptr;
+    sPSActionReference->Free(held);
+}
+
+void PIUDisposeHandle(Handle& handle)
+{
+    if (handle == nullptr) return;
+    Handle held = handle;
+    handle = nullptr;
+    sPSHandle->Dispose(held);
+}

@@ -94,3 +94,9 @@ extern AutoSuite<PIResourceSuite> sPSResource;
 // Releases every acquired suite. Unloading the plug-in does the same through
 // the destructors.
 void PIUSuitesRelease();
+
+// Give a host object back and forget it. The variable is cleared first, so a
+// release that is reached again (after a throw half-way) never frees twice.
+void PIUFreeDescriptor(PIActionDescriptor& descriptor);
+void PIUFreeReference(PIActionReference& reference);
+void PIUDisposeHandle(Handle& handle);
