@@ -1,0 +1,64 @@
+#pragma once
+
+// Pictures of meshes for the tools (never for the plug-in): an orthographic,
+// depth-buffered, shaded view of a mesh, or its texture-coordinate layout,
+// and PNG output.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class QDTivMesh;
+
+enum class RenderView
+{
+    front,
+    back,
+    left,
+    right,
+    top,
+    bottom,
+    iso
+};
+
+// Largest picture side; larger requests are clamped to it.
+constexpr int s_maxRenderSize = 8192;
+
+struct RenderOptions
+{
+    int size = 512; // width and height in pixels
+    RenderView view = RenderView::front;
+    bool uvLayout = false; // the texture-coordinate layout instead of the shaded mesh
+    // Base colour of each face (0xRRGGBB), shaded like the default grey; null
+    // or of another length than the face count: every face grey.
+    const std::vector<uint32_t>* faceColors = nullptr;
+    int markedFace = -1; // a face drawn in a highlight colour, -1 for none
+};
+
+// RGB, 3 bytes a pixel, rows from top to bottom.
+struct RgbImage
+{
+    int width = 0;
+    int height = 0;
+    std::vector<uint8_t> pixels;
+
+    void fill(int width, int height, uint32_t rgb);
+    void set(int x, int y, uint32_t rgb); // ignores points outside
+    uint32_t get(int x, int y) const;     // 0 outside
+};
+
+// Draws the mesh into a new picture of options.size pixels. False, with a
+// message, when there was nothing to draw (no faces, no finite position): the
+// picture is then the plain background.
+bool renderMesh(const QDTivMesh& mesh, const RenderOptions& options, RgbImage& image,
+                std::string& message);
+
+// Short labels on pictures (scale-bar values): digits, letters, '.', '-', '+',
+// ' ', ':' and '%' in a small fixed-width bitmap font, drawn with (x, y) as the
+// top-left corner; returns the width drawn in pixels.
+int drawLabel(RgbImage& image, int x, int y, const std::string& text, uint32_t rgb);
+
+bool writePng(const std::string& path, const RgbImage& image, std::string& message);
+
+// "front", "back", "left", "right", "top", "bottom" or "iso".
+bool parseRenderView(const std::string& name, RenderView& view);
