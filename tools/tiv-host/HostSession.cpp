@@ -123,7 +123,7 @@ struct HostSession::Impl
     std::map<std::string, int> held;
     std::set<PIActionDescriptorData*> descriptors;
     std::set<PIActionReferenceData*> references;
-    std::map<Handle, std::unique_ptr<HandleBlock>> handles;
+    std::map<PIHandle, std::unique_ptr<HandleBlock>> handles;
     std::map<std::string, DescriptorTypeID> stringIDs;
     SPBasicSuite basic;
 
@@ -155,12 +155,12 @@ struct HostSession::Impl
         return nullptr;
     }
 
-    Handle newHandle(const char* bytes, size_t size)
+    PIHandle newHandle(const char* bytes, size_t size)
     {
         auto block = std::make_unique<HandleBlock>();
         block->bytes.assign(bytes, bytes + size);
         block->data = block->bytes.data();
-        Handle h = &block->data;
+        PIHandle h = &block->data;
         handles[h] = std::move(block);
         return h;
     }
@@ -188,9 +188,9 @@ struct HostSession::Impl
         return d;
     }
 
-    OSErr exportLayer(const PIActionDescriptorData& request, int32_t playOptions);
-    OSErr setLayer(const PIActionDescriptorData& request);
-    OSErr getLayer(const PIActionReferenceData& reference, PIActionDescriptor* result);
+    PIOSErr exportLayer(const PIActionDescriptorData& request, int32_t playOptions);
+    PIOSErr setLayer(const PIActionDescriptorData& request);
+    PIOSErr getLayer(const PIActionReferenceData& reference, PIActionDescriptor* result);
 };
 
 namespace
@@ -213,7 +213,7 @@ const SuiteOffer s_offers[] = {
     {kPSActionControlSuite, kPSActionControlSuiteVersion, "Action Control", &s_controlSuite},
     {kPSActionReferenceSuite, kPSActionReferenceSuiteVersion, "Action Reference",
      &s_referenceSuite},
-    {kPSHandleSuite, kPSHandleSuiteVersion, "Handle", &s_handleSuite},
+    {kPSHandleSuite, kPSHandleSuiteVersion, "PIHandle", &s_handleSuite},
     {kPSAliasSuite, kPSAliasSuiteVersion, "Alias Utility", &s_aliasSuite},
 };
 
@@ -305,7 +305,7 @@ SPErr undefinedProcedure()
 
 // ---- Action control ---------------------------------------------------------
 
-OSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
+PIOSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
                   PIActionDescriptor descriptor, int32_t playOptions)
 {
     HostSession::Impl* s = s_session;
@@ -313,7 +313,7 @@ OSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
     if (result != nullptr) *result = nullptr;
     PIActionDescriptorData* request = s->descriptor(descriptor, "Control.Play");
     if (request == nullptr) return hostParameterError;
-    OSErr error;
+    PIOSErr error;
     if (s->stringIDs.count("export3DModel") != 0 && event == s->stringIDs["export3DModel"])
         error = s->exportLayer(*request, playOptions);
     else if (event == eventSet)
@@ -327,7 +327,7 @@ OSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
     return error;
 }
 
-OSErr controlGet(PIActionDescriptor* result, PIActionReference reference)
+PIOSErr controlGet(PIActionDescriptor* result, PIActionReference reference)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr || result == nullptr) return hostParameterError;
@@ -337,7 +337,7 @@ OSErr controlGet(PIActionDescriptor* result, PIActionReference reference)
     return s->getLayer(*r, result);
 }
 
-OSErr controlStringIDToTypeID(char* stringID, DescriptorTypeID* typeID)
+PIOSErr controlStringIDToTypeID(char* stringID, DescriptorTypeID* typeID)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return hostParameterError;
@@ -351,7 +351,7 @@ const PIActionControlSuite s_controlSuite = {controlPlay, controlGet, controlStr
 
 // ---- Action reference -------------------------------------------------------
 
-OSErr referenceMake(PIActionReference* reference)
+PIOSErr referenceMake(PIActionReference* reference)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return hostParameterError;
@@ -362,7 +362,7 @@ OSErr referenceMake(PIActionReference* reference)
     return 0;
 }
 
-OSErr referenceFree(PIActionReference reference)
+PIOSErr referenceFree(PIActionReference reference)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return hostParameterError;
@@ -374,7 +374,7 @@ OSErr referenceFree(PIActionReference reference)
 }
 
 template <typename Fill>
-OSErr referencePut(PIActionReference reference, const char* operation, DescriptorFormID form,
+PIOSErr referencePut(PIActionReference reference, const char* operation, DescriptorFormID form,
                    DescriptorClassID desiredClass, Fill fill)
 {
     HostSession::Impl* s = s_session;
@@ -389,7 +389,7 @@ OSErr referencePut(PIActionReference reference, const char* operation, Descripto
     return 0;
 }
 
-OSErr referenceGetForm(PIActionReference reference, DescriptorFormID* form)
+PIOSErr referenceGetForm(PIActionReference reference, DescriptorFormID* form)
 {
     HostSession::Impl* s = s_session;
     PIActionReferenceData* r = s ? s->reference(reference, "Reference.GetForm") : nullptr;
@@ -398,7 +398,7 @@ OSErr referenceGetForm(PIActionReference reference, DescriptorFormID* form)
     return 0;
 }
 
-OSErr referenceGetDesiredClass(PIActionReference reference, DescriptorClassID* desiredClass)
+PIOSErr referenceGetDesiredClass(PIActionReference reference, DescriptorClassID* desiredClass)
 {
     HostSession::Impl* s = s_session;
     PIActionReferenceData* r = s ? s->reference(reference, "Reference.GetDesiredClass") : nullptr;
@@ -407,34 +407,34 @@ OSErr referenceGetDesiredClass(PIActionReference reference, DescriptorClassID* d
     return 0;
 }
 
-OSErr referencePutName(PIActionReference reference, DescriptorClassID desiredClass, char* name)
+PIOSErr referencePutName(PIActionReference reference, DescriptorClassID desiredClass, char* name)
 {
     if (name == nullptr) return hostParameterError;
     return referencePut(reference, "Reference.PutName", formName, desiredClass,
                         [name](HostReferencePart& p) { p.name = name; });
 }
 
-OSErr referencePutIndex(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index)
+PIOSErr referencePutIndex(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index)
 {
     return referencePut(reference, "Reference.PutIndex", formIndex, desiredClass,
                         [index](HostReferencePart& p) { p.index = index; });
 }
 
-OSErr referencePutIdentifier(PIActionReference reference, DescriptorClassID desiredClass,
+PIOSErr referencePutIdentifier(PIActionReference reference, DescriptorClassID desiredClass,
                              uint32_t identifier)
 {
     return referencePut(reference, "Reference.PutIdentifier", formIdentifier, desiredClass,
                         [identifier](HostReferencePart& p) { p.index = identifier; });
 }
 
-OSErr referencePutOffset(PIActionReference reference, DescriptorClassID desiredClass,
+PIOSErr referencePutOffset(PIActionReference reference, DescriptorClassID desiredClass,
                          int32_t offset)
 {
     return referencePut(reference, "Reference.PutOffset", formOffset, desiredClass,
                         [offset](HostReferencePart& p) { p.offset = offset; });
 }
 
-OSErr referencePutEnumerated(PIActionReference reference, DescriptorClassID desiredClass,
+PIOSErr referencePutEnumerated(PIActionReference reference, DescriptorClassID desiredClass,
                              DescriptorEnumTypeID type, DescriptorEnumID value)
 {
     return referencePut(reference, "Reference.PutEnumerated", formEnumerated, desiredClass,
@@ -445,7 +445,7 @@ OSErr referencePutEnumerated(PIActionReference reference, DescriptorClassID desi
                         });
 }
 
-OSErr referencePutProperty(PIActionReference reference, DescriptorClassID desiredClass,
+PIOSErr referencePutProperty(PIActionReference reference, DescriptorClassID desiredClass,
                            DescriptorKeyID property)
 {
     return referencePut(reference, "Reference.PutProperty", formProperty, desiredClass,
@@ -459,7 +459,7 @@ const PIActionReferenceSuite s_referenceSuite = {
 
 // ---- Action descriptor ------------------------------------------------------
 
-OSErr descriptorMake(PIActionDescriptor* descriptor)
+PIOSErr descriptorMake(PIActionDescriptor* descriptor)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return hostParameterError;
@@ -469,7 +469,7 @@ OSErr descriptorMake(PIActionDescriptor* descriptor)
     return 0;
 }
 
-OSErr descriptorFree(PIActionDescriptor descriptor)
+PIOSErr descriptorFree(PIActionDescriptor descriptor)
 {
     HostSession::Impl* s = s_session;
     PIActionDescriptorData* d = s ? s->descriptor(descriptor, "Descriptor.Free") : nullptr;
@@ -490,7 +490,7 @@ const HostItem* itemOf(PIActionDescriptor descriptor, DescriptorKeyID key, const
     return d ? d->find(key) : nullptr;
 }
 
-OSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorTypeID* type)
+PIOSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorTypeID* type)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetType");
     if (item == nullptr || type == nullptr) return hostParameterError;
@@ -498,7 +498,7 @@ OSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key, Desc
     return 0;
 }
 
-OSErr descriptorGetKey(PIActionDescriptor descriptor, uint32_t index, DescriptorKeyID* key)
+PIOSErr descriptorGetKey(PIActionDescriptor descriptor, uint32_t index, DescriptorKeyID* key)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.GetKey");
     if (d == nullptr || key == nullptr || index >= d->items.size()) return hostParameterError;
@@ -506,7 +506,7 @@ OSErr descriptorGetKey(PIActionDescriptor descriptor, uint32_t index, Descriptor
     return 0;
 }
 
-OSErr descriptorHasKey(PIActionDescriptor descriptor, DescriptorKeyID key, Boolean* hasKey)
+PIOSErr descriptorHasKey(PIActionDescriptor descriptor, DescriptorKeyID key, PIBoolean* hasKey)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.HasKey");
     if (d == nullptr || hasKey == nullptr) return hostParameterError;
@@ -514,7 +514,7 @@ OSErr descriptorHasKey(PIActionDescriptor descriptor, DescriptorKeyID key, Boole
     return 0;
 }
 
-OSErr descriptorGetCount(PIActionDescriptor descriptor, uint32_t* count)
+PIOSErr descriptorGetCount(PIActionDescriptor descriptor, uint32_t* count)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.GetCount");
     if (d == nullptr || count == nullptr) return hostParameterError;
@@ -522,7 +522,7 @@ OSErr descriptorGetCount(PIActionDescriptor descriptor, uint32_t* count)
     return 0;
 }
 
-OSErr descriptorIsEqual(PIActionDescriptor descriptor, PIActionDescriptor other, Boolean* equal)
+PIOSErr descriptorIsEqual(PIActionDescriptor descriptor, PIActionDescriptor other, PIBoolean* equal)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.IsEqual");
     PIActionDescriptorData* o = d ? target(other, "Descriptor.IsEqual") : nullptr;
@@ -535,7 +535,7 @@ OSErr descriptorIsEqual(PIActionDescriptor descriptor, PIActionDescriptor other,
     return 0;
 }
 
-OSErr descriptorErase(PIActionDescriptor descriptor, DescriptorKeyID key)
+PIOSErr descriptorErase(PIActionDescriptor descriptor, DescriptorKeyID key)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.Erase");
     if (d == nullptr) return hostParameterError;
@@ -548,7 +548,7 @@ OSErr descriptorErase(PIActionDescriptor descriptor, DescriptorKeyID key)
     return hostParameterError;
 }
 
-OSErr descriptorClear(PIActionDescriptor descriptor)
+PIOSErr descriptorClear(PIActionDescriptor descriptor)
 {
     PIActionDescriptorData* d = target(descriptor, "Descriptor.Clear");
     if (d == nullptr) return hostParameterError;
@@ -557,7 +557,7 @@ OSErr descriptorClear(PIActionDescriptor descriptor)
 }
 
 template <typename Fill>
-OSErr descriptorPut(PIActionDescriptor descriptor, DescriptorKeyID key, const char* operation,
+PIOSErr descriptorPut(PIActionDescriptor descriptor, DescriptorKeyID key, const char* operation,
                     DescriptorTypeID type, Fill fill)
 {
     PIActionDescriptorData* d = target(descriptor, operation);
@@ -570,19 +570,19 @@ OSErr descriptorPut(PIActionDescriptor descriptor, DescriptorKeyID key, const ch
     return 0;
 }
 
-OSErr descriptorPutInteger(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t value)
+PIOSErr descriptorPutInteger(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutInteger", typeInteger,
                          [value](HostItem& item) { return item.integer = value, true; });
 }
 
-OSErr descriptorPutFloat(PIActionDescriptor descriptor, DescriptorKeyID key, double value)
+PIOSErr descriptorPutFloat(PIActionDescriptor descriptor, DescriptorKeyID key, double value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutFloat", typeFloat,
                          [value](HostItem& item) { return item.number = value, true; });
 }
 
-OSErr descriptorPutUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
                              DescriptorUnitID unit, double value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutUnitFloat", typeUnitFloat,
@@ -594,9 +594,9 @@ OSErr descriptorPutUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
                          });
 }
 
-OSErr descriptorPutString(PIActionDescriptor descriptor, DescriptorKeyID key, char* value)
+PIOSErr descriptorPutString(PIActionDescriptor descriptor, DescriptorKeyID key, char* value)
 {
-    return descriptorPut(descriptor, key, "Descriptor.PutString", typeText,
+    return descriptorPut(descriptor, key, "Descriptor.PutString", piTypeText,
                          [value](HostItem& item)
                          {
                              if (value == nullptr) return false;
@@ -605,19 +605,19 @@ OSErr descriptorPutString(PIActionDescriptor descriptor, DescriptorKeyID key, ch
                          });
 }
 
-OSErr descriptorPutBoolean(PIActionDescriptor descriptor, DescriptorKeyID key, Boolean value)
+PIOSErr descriptorPutBoolean(PIActionDescriptor descriptor, DescriptorKeyID key, PIBoolean value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutBoolean", typeBoolean,
                          [value](HostItem& item) { return item.integer = value != 0, true; });
 }
 
-OSErr descriptorPutList(PIActionDescriptor descriptor, DescriptorKeyID, PIActionList)
+PIOSErr descriptorPutList(PIActionDescriptor descriptor, DescriptorKeyID, PIActionList)
 {
     target(descriptor, "Descriptor.PutList");
     return hostEventNotHandled;
 }
 
-OSErr descriptorPutObject(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutObject(PIActionDescriptor descriptor, DescriptorKeyID key,
                           DescriptorClassID type, PIActionDescriptor value)
 {
     PIActionDescriptorData* object = target(value, "Descriptor.PutObject");
@@ -633,13 +633,13 @@ OSErr descriptorPutObject(PIActionDescriptor descriptor, DescriptorKeyID key,
                          });
 }
 
-OSErr descriptorPutGlobalObject(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutGlobalObject(PIActionDescriptor descriptor, DescriptorKeyID key,
                                 DescriptorClassID type, PIActionDescriptor value)
 {
     return descriptorPutObject(descriptor, key, type, value);
 }
 
-OSErr descriptorPutEnumerated(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutEnumerated(PIActionDescriptor descriptor, DescriptorKeyID key,
                               DescriptorEnumTypeID type, DescriptorEnumID value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutEnumerated", typeEnumerated,
@@ -651,7 +651,7 @@ OSErr descriptorPutEnumerated(PIActionDescriptor descriptor, DescriptorKeyID key
                          });
 }
 
-OSErr descriptorPutReference(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutReference(PIActionDescriptor descriptor, DescriptorKeyID key,
                              PIActionReference value)
 {
     HostSession::Impl* s = s_session;
@@ -662,20 +662,20 @@ OSErr descriptorPutReference(PIActionDescriptor descriptor, DescriptorKeyID key,
                          [copy](HostItem& item) { return item.reference = copy, true; });
 }
 
-OSErr descriptorPutClass(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutClass(PIActionDescriptor descriptor, DescriptorKeyID key,
                          DescriptorClassID value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutClass", typeClass,
                          [value](HostItem& item) { return item.classID = value, true; });
 }
 
-OSErr descriptorPutGlobalClass(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorPutGlobalClass(PIActionDescriptor descriptor, DescriptorKeyID key,
                                DescriptorClassID value)
 {
     return descriptorPutClass(descriptor, key, value);
 }
 
-OSErr descriptorPutAlias(PIActionDescriptor descriptor, DescriptorKeyID key, Handle value)
+PIOSErr descriptorPutAlias(PIActionDescriptor descriptor, DescriptorKeyID key, PIHandle value)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr || value == nullptr || s->handles.count(value) == 0)
@@ -691,7 +691,7 @@ OSErr descriptorPutAlias(PIActionDescriptor descriptor, DescriptorKeyID key, Han
                          [path](HostItem& item) { return item.text = path, true; });
 }
 
-OSErr descriptorGetInteger(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t* value)
+PIOSErr descriptorGetInteger(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t* value)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetInteger");
     if (item == nullptr || value == nullptr || item->type != typeInteger) return hostParameterError;
@@ -699,7 +699,7 @@ OSErr descriptorGetInteger(PIActionDescriptor descriptor, DescriptorKeyID key, i
     return 0;
 }
 
-OSErr descriptorGetFloat(PIActionDescriptor descriptor, DescriptorKeyID key, double* value)
+PIOSErr descriptorGetFloat(PIActionDescriptor descriptor, DescriptorKeyID key, double* value)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetFloat");
     if (item == nullptr || value == nullptr || item->type != typeFloat) return hostParameterError;
@@ -707,7 +707,7 @@ OSErr descriptorGetFloat(PIActionDescriptor descriptor, DescriptorKeyID key, dou
     return 0;
 }
 
-OSErr descriptorGetUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorGetUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
                              DescriptorUnitID* unit, double* value)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetUnitFloat");
@@ -718,20 +718,20 @@ OSErr descriptorGetUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
     return 0;
 }
 
-OSErr descriptorGetStringLength(PIActionDescriptor descriptor, DescriptorKeyID key,
+PIOSErr descriptorGetStringLength(PIActionDescriptor descriptor, DescriptorKeyID key,
                                 uint32_t* length)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetStringLength");
-    if (item == nullptr || length == nullptr || item->type != typeText) return hostParameterError;
+    if (item == nullptr || length == nullptr || item->type != piTypeText) return hostParameterError;
     *length = uint32_t(item->text.size());
     return 0;
 }
 
-OSErr descriptorGetString(PIActionDescriptor descriptor, DescriptorKeyID key, char* value,
+PIOSErr descriptorGetString(PIActionDescriptor descriptor, DescriptorKeyID key, char* value,
                           uint32_t maxLength)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetString");
-    if (item == nullptr || value == nullptr || maxLength == 0 || item->type != typeText)
+    if (item == nullptr || value == nullptr || maxLength == 0 || item->type != piTypeText)
         return hostParameterError;
     size_t n = item->text.size() < maxLength - 1 ? item->text.size() : maxLength - 1;
     memcpy(value, item->text.data(), n);
@@ -769,27 +769,27 @@ const PIActionDescriptorSuite s_descriptorSuite = {descriptorMake,
 
 // ---- Handles and aliases ----------------------------------------------------
 
-Handle handleNew(int32_t size)
+PIHandle handleNew(int32_t size)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return nullptr;
-    s->call("Handle.New");
+    s->call("PIHandle.New");
     if (size < 0 || size > s_maxHandleSize) return nullptr;
     std::vector<char> zeros(size_t(size) + 1, 0);
     return s->newHandle(zeros.data(), size_t(size));
 }
 
-void handleDispose(Handle h)
+void handleDispose(PIHandle h)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return;
-    s->call("Handle.Dispose");
+    s->call("PIHandle.Dispose");
     if (h == nullptr) return;
     if (s->handles.erase(h) == 0)
-        s->event("used a handle the editor never made or already disposed of (Handle.Dispose)");
+        s->event("used a handle the editor never made or already disposed of (PIHandle.Dispose)");
 }
 
-SPErr aliasFromCString(const char* path, AliasHandle* alias)
+SPErr aliasFromCString(const char* path, PIAliasHandle* alias)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return kSPBadParameterError;
@@ -805,7 +805,7 @@ const PIAliasSuite s_aliasSuite = {aliasFromCString};
 
 // ---- The document's events --------------------------------------------------
 
-OSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, int32_t playOptions)
+PIOSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, int32_t playOptions)
 {
     HostExportRequest asked;
     asked.playOptions = playOptions;
@@ -858,11 +858,11 @@ OSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, int3
     return 0;
 }
 
-OSErr HostSession::Impl::setLayer(const PIActionDescriptorData& request)
+PIOSErr HostSession::Impl::setLayer(const PIActionDescriptorData& request)
 {
     const HostItem* to = request.find(keyTo);
     const HostItem* name = to && to->object ? to->object->find(keyName) : nullptr;
-    if (name == nullptr || name->type != typeText || !document.hasLayer)
+    if (name == nullptr || name->type != piTypeText || !document.hasLayer)
     {
         event("played set on something this editor does not know");
         return hostNoSuchObject;
@@ -872,7 +872,7 @@ OSErr HostSession::Impl::setLayer(const PIActionDescriptorData& request)
     return 0;
 }
 
-OSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
+PIOSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
                                   PIActionDescriptor* result)
 {
     DescriptorKeyID property = 0;
@@ -905,7 +905,7 @@ OSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
         return hostNoSuchObject;
     }
     PIActionDescriptorData* d = makeDescriptor();
-    d->put(keyName, typeText).text = document.layerName;
+    d->put(keyName, piTypeText).text = document.layerName;
     *result = d;
     event(what + ": \"" + document.layerName + "\"");
     return 0;

@@ -29,10 +29,10 @@ struct HostExportRequest
 };
 
 // Host errors this simulated editor reports (16-bit, the classic system codes).
-constexpr OSErr hostParameterError = -50;
-constexpr OSErr hostWriteError = -36;
-constexpr OSErr hostNoSuchObject = -1728;
-constexpr OSErr hostEventNotHandled = -1708;
+constexpr PIOSErr hostParameterError = -50;
+constexpr PIOSErr hostWriteError = -36;
+constexpr PIOSErr hostNoSuchObject = -1728;
+constexpr PIOSErr hostEventNotHandled = -1708;
 // What AcquireSuite says of a suite it does not offer: deliberately not 'Parm',
 // so that a caller which passes it on unchanged can be told apart.
 constexpr SPErr hostSuiteNotOffered = SPErr(piCode("NoSu"));

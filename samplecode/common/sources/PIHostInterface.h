@@ -4,13 +4,16 @@
 // automation entry receives, the basic suite and the action, handle and alias
 // suites. Every table keeps the host's slot order up to the last slot anyone
 // here calls, so that a real host's table reads correctly through it.
+//
+// Names that the Mac's own headers also declare (OSErr, Boolean, Handle,
+// AliasHandle, typeText) carry a PI prefix here, so that a unit may see both.
 
 #include <cstddef>
 #include <cstdint>
 
 typedef int32_t SPErr;
-typedef int16_t OSErr;
-typedef uint8_t Boolean;
+typedef int16_t PIOSErr;
+typedef uint8_t PIBoolean;
 typedef int32_t SPBoolean;
 
 typedef uint32_t DescriptorTypeID;
@@ -28,8 +31,8 @@ typedef struct PIActionReferenceData* PIActionReference;
 typedef struct PIActionListData* PIActionList;
 typedef struct SPPluginData* SPPluginRef;
 
-typedef char** Handle;
-typedef Handle AliasHandle;
+typedef char** PIHandle;
+typedef PIHandle PIAliasHandle;
 
 // A four-character code: the first character in the most significant byte.
 constexpr uint32_t piCode(const char (&c)[5])
@@ -50,7 +53,7 @@ constexpr DescriptorKeyID keyTarget = piCode("null");
 constexpr DescriptorKeyID keyTo = piCode("T   ");
 constexpr DescriptorEnumTypeID typeOrdinal = piCode("Ordn");
 constexpr DescriptorEnumID enumTarget = piCode("Trgt");
-constexpr DescriptorTypeID typeText = piCode("TEXT");
+constexpr DescriptorTypeID piTypeText = piCode("TEXT");
 constexpr DescriptorEventID eventGet = piCode("getd");
 constexpr DescriptorEventID eventSet = piCode("setd");
 
@@ -96,10 +99,10 @@ struct PSActionsPlugInMessage
 
 struct PIActionControlSuite
 {
-    OSErr (*Play)(PIActionDescriptor* result, DescriptorEventID event,
+    PIOSErr (*Play)(PIActionDescriptor* result, DescriptorEventID event,
                   PIActionDescriptor descriptor, int32_t playOptions);
-    OSErr (*Get)(PIActionDescriptor* result, PIActionReference reference);
-    OSErr (*StringIDToTypeID)(char* stringID, DescriptorTypeID* typeID);
+    PIOSErr (*Get)(PIActionDescriptor* result, PIActionReference reference);
+    PIOSErr (*StringIDToTypeID)(char* stringID, DescriptorTypeID* typeID);
 };
 
 #define kPSActionReferenceSuite "df135117-c769-11d0-8079-00c04fd7ec47"
@@ -107,18 +110,18 @@ struct PIActionControlSuite
 
 struct PIActionReferenceSuite
 {
-    OSErr (*Make)(PIActionReference* reference);
-    OSErr (*Free)(PIActionReference reference);
-    OSErr (*GetForm)(PIActionReference reference, DescriptorFormID* form);
-    OSErr (*GetDesiredClass)(PIActionReference reference, DescriptorClassID* desiredClass);
-    OSErr (*PutName)(PIActionReference reference, DescriptorClassID desiredClass, char* name);
-    OSErr (*PutIndex)(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index);
-    OSErr (*PutIdentifier)(PIActionReference reference, DescriptorClassID desiredClass,
+    PIOSErr (*Make)(PIActionReference* reference);
+    PIOSErr (*Free)(PIActionReference reference);
+    PIOSErr (*GetForm)(PIActionReference reference, DescriptorFormID* form);
+    PIOSErr (*GetDesiredClass)(PIActionReference reference, DescriptorClassID* desiredClass);
+    PIOSErr (*PutName)(PIActionReference reference, DescriptorClassID desiredClass, char* name);
+    PIOSErr (*PutIndex)(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index);
+    PIOSErr (*PutIdentifier)(PIActionReference reference, DescriptorClassID desiredClass,
                            uint32_t identifier);
-    OSErr (*PutOffset)(PIActionReference reference, DescriptorClassID desiredClass, int32_t offset);
-    OSErr (*PutEnumerated)(PIActionReference reference, DescriptorClassID desiredClass,
+    PIOSErr (*PutOffset)(PIActionReference reference, DescriptorClassID desiredClass, int32_t offset);
+    PIOSErr (*PutEnumerated)(PIActionReference reference, DescriptorClassID desiredClass,
                            DescriptorEnumTypeID type, DescriptorEnumID value);
-    OSErr (*PutProperty)(PIActionReference reference, DescriptorClassID desiredClass,
+    PIOSErr (*PutProperty)(PIActionReference reference, DescriptorClassID desiredClass,
                          DescriptorKeyID property);
 };
 
@@ -127,52 +130,52 @@ struct PIActionReferenceSuite
 
 struct PIActionDescriptorSuite
 {
-    OSErr (*Make)(PIActionDescriptor* descriptor);
-    OSErr (*Free)(PIActionDescriptor descriptor);
-    OSErr (*GetType)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorTypeID* type);
-    OSErr (*GetKey)(PIActionDescriptor descriptor, uint32_t index, DescriptorKeyID* key);
-    OSErr (*HasKey)(PIActionDescriptor descriptor, DescriptorKeyID key, Boolean* hasKey);
-    OSErr (*GetCount)(PIActionDescriptor descriptor, uint32_t* count);
-    OSErr (*IsEqual)(PIActionDescriptor descriptor, PIActionDescriptor other, Boolean* isEqual);
-    OSErr (*Erase)(PIActionDescriptor descriptor, DescriptorKeyID key);
-    OSErr (*Clear)(PIActionDescriptor descriptor);
-    OSErr (*PutInteger)(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t value);
-    OSErr (*PutFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, double value);
-    OSErr (*PutUnitFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorUnitID unit,
+    PIOSErr (*Make)(PIActionDescriptor* descriptor);
+    PIOSErr (*Free)(PIActionDescriptor descriptor);
+    PIOSErr (*GetType)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorTypeID* type);
+    PIOSErr (*GetKey)(PIActionDescriptor descriptor, uint32_t index, DescriptorKeyID* key);
+    PIOSErr (*HasKey)(PIActionDescriptor descriptor, DescriptorKeyID key, PIBoolean* hasKey);
+    PIOSErr (*GetCount)(PIActionDescriptor descriptor, uint32_t* count);
+    PIOSErr (*IsEqual)(PIActionDescriptor descriptor, PIActionDescriptor other, PIBoolean* isEqual);
+    PIOSErr (*Erase)(PIActionDescriptor descriptor, DescriptorKeyID key);
+    PIOSErr (*Clear)(PIActionDescriptor descriptor);
+    PIOSErr (*PutInteger)(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t value);
+    PIOSErr (*PutFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, double value);
+    PIOSErr (*PutUnitFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorUnitID unit,
                           double value);
-    OSErr (*PutString)(PIActionDescriptor descriptor, DescriptorKeyID key, char* cstrValue);
-    OSErr (*PutBoolean)(PIActionDescriptor descriptor, DescriptorKeyID key, Boolean value);
-    OSErr (*PutList)(PIActionDescriptor descriptor, DescriptorKeyID key, PIActionList value);
-    OSErr (*PutObject)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorClassID type,
+    PIOSErr (*PutString)(PIActionDescriptor descriptor, DescriptorKeyID key, char* cstrValue);
+    PIOSErr (*PutBoolean)(PIActionDescriptor descriptor, DescriptorKeyID key, PIBoolean value);
+    PIOSErr (*PutList)(PIActionDescriptor descriptor, DescriptorKeyID key, PIActionList value);
+    PIOSErr (*PutObject)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorClassID type,
                        PIActionDescriptor value);
-    OSErr (*PutGlobalObject)(PIActionDescriptor descriptor, DescriptorKeyID key,
+    PIOSErr (*PutGlobalObject)(PIActionDescriptor descriptor, DescriptorKeyID key,
                              DescriptorClassID type, PIActionDescriptor value);
-    OSErr (*PutEnumerated)(PIActionDescriptor descriptor, DescriptorKeyID key,
+    PIOSErr (*PutEnumerated)(PIActionDescriptor descriptor, DescriptorKeyID key,
                            DescriptorEnumTypeID type, DescriptorEnumID value);
-    OSErr (*PutReference)(PIActionDescriptor descriptor, DescriptorKeyID key,
+    PIOSErr (*PutReference)(PIActionDescriptor descriptor, DescriptorKeyID key,
                           PIActionReference value);
-    OSErr (*PutClass)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorClassID value);
-    OSErr (*PutGlobalClass)(PIActionDescriptor descriptor, DescriptorKeyID key,
+    PIOSErr (*PutClass)(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorClassID value);
+    PIOSErr (*PutGlobalClass)(PIActionDescriptor descriptor, DescriptorKeyID key,
                             DescriptorClassID value);
-    OSErr (*PutAlias)(PIActionDescriptor descriptor, DescriptorKeyID key, Handle value);
-    OSErr (*GetInteger)(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t* value);
-    OSErr (*GetFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, double* value);
-    OSErr (*GetUnitFloat)(PIActionDescriptor descriptor, DescriptorKeyID key,
+    PIOSErr (*PutAlias)(PIActionDescriptor descriptor, DescriptorKeyID key, PIHandle value);
+    PIOSErr (*GetInteger)(PIActionDescriptor descriptor, DescriptorKeyID key, int32_t* value);
+    PIOSErr (*GetFloat)(PIActionDescriptor descriptor, DescriptorKeyID key, double* value);
+    PIOSErr (*GetUnitFloat)(PIActionDescriptor descriptor, DescriptorKeyID key,
                           DescriptorUnitID* unit, double* value);
-    OSErr (*GetStringLength)(PIActionDescriptor descriptor, DescriptorKeyID key,
+    PIOSErr (*GetStringLength)(PIActionDescriptor descriptor, DescriptorKeyID key,
                              uint32_t* stringLength);
     // maxLength counts the terminator: at most maxLength - 1 characters arrive.
-    OSErr (*GetString)(PIActionDescriptor descriptor, DescriptorKeyID key, char* cstrValue,
+    PIOSErr (*GetString)(PIActionDescriptor descriptor, DescriptorKeyID key, char* cstrValue,
                        uint32_t maxLength);
 };
 
-#define kPSHandleSuite "Photoshop Handle Suite for Plug-ins"
+#define kPSHandleSuite "Photoshop PIHandle Suite for Plug-ins"
 #define kPSHandleSuiteVersion 2
 
 struct PIHandleSuite
 {
-    Handle (*New)(int32_t size);
-    void (*Dispose)(Handle h);
+    PIHandle (*New)(int32_t size);
+    void (*Dispose)(PIHandle h);
 };
 
 #define kPSAliasSuite "Photoshop Alias Utility Suite"
@@ -180,5 +183,5 @@ struct PIHandleSuite
 
 struct PIAliasSuite
 {
-    SPErr (*MacNewAliasFromCString)(const char* path, AliasHandle* alias);
+    SPErr (*MacNewAliasFromCString)(const char* path, PIAliasHandle* alias);
 };

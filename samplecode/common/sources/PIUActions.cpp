@@ -14,7 +14,7 @@ struct HeldPlayback
     PIActionDescriptor descriptor = nullptr;
     PIActionDescriptor object = nullptr;
     PIActionReference reference = nullptr;
-    Handle alias = nullptr;
+    PIHandle alias = nullptr;
 
     void release()
     {

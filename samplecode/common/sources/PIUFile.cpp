@@ -2,7 +2,7 @@
 
 #include "PIUSuites.h"
 
-SPErr FullPathToAlias(const char* path, Handle& alias)
+SPErr FullPathToAlias(const char* path, PIHandle& alias)
 {
     alias = nullptr;
     if (path == nullptr) return kSPBadParameterError;

@@ -5,4 +5,4 @@
 // A host alias for a full path, made by the host's alias suite. The alias is
 // null when the host cannot make one. The caller disposes of it through the
 // handle suite.
-SPErr FullPathToAlias(const char* path, Handle& alias);
+SPErr FullPathToAlias(const char* path, PIHandle& alias);

@@ -65,7 +65,7 @@ SPErr PIUGetSingleItemFromDescriptor(PIActionDescriptor descriptor, DescriptorKe
     DescriptorTypeID type = 0;
     SPErr error = sPSActionDescriptor->GetType(descriptor, key, &type);
     if (error != kSPNoError) return error;
-    if (type != typeText || dataSize == nullptr) return kSPBadParameterError;
+    if (type != piTypeText || dataSize == nullptr) return kSPBadParameterError;
 
     uint32_t capacity = *dataSize;
     error = sPSActionDescriptor->GetStringLength(descriptor, key, dataSize);

@@ -59,10 +59,10 @@ void PIUFreeReference(PIActionReference& reference)
     sPSActionReference->Free(held);
 }
 
-void PIUDisposeHandle(Handle& handle)
+void PIUDisposeHandle(PIHandle& handle)
 {
     if (handle == nullptr) return;
-    Handle held = handle;
+    PIHandle held = handle;
     handle = nullptr;
     sPSHandle->Dispose(held);
 }

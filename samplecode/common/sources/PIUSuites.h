@@ -99,4 +99,4 @@ void PIUSuitesRelease();
 // release that is reached again (after a throw half-way) never frees twice.
 void PIUFreeDescriptor(PIActionDescriptor& descriptor);
 void PIUFreeReference(PIActionReference& reference);
-void PIUDisposeHandle(Handle& handle);
+void PIUDisposeHandle(PIHandle& handle);
