@@ -1,6 +1,7 @@
 // tivtool: what a mesh file holds, and conversion between OBJ and Tiv mesh
 // files with the same reader, writers, welding and axis conversion as a send.
 
+#include "CompareCommand.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
 #include "TivPSServer.h"
@@ -17,6 +18,7 @@ namespace
 const char* const s_usage =
     "usage: tivtool info FILE\n"
     "       tivtool convert IN OUT [--weld] [--flip]\n"
+    "       tivtool compare A B [--weld] [--flip] [--tolerance T] [--picture OUT.png] [--json]\n"
     "       tivtool --help\n"
     "\n"
     "FILE, IN and OUT are .obj or .tiv files (by extension).\n"
@@ -24,10 +26,16 @@ const char* const s_usage =
     "            name and bounding box of the mesh\n"
     "  convert   reads IN (an OBJ with its texture coordinates and the colour\n"
     "            map of its MTL file) and writes OUT\n"
+    "  compare   whether B is A unchanged: counts, faces (rotated corners\n"
+    "            allowed), texture seams, and how far vertices and texture\n"
+    "            coordinates moved (more than T counts; T is 0 by default)\n"
     "  --weld    merges vertices at equal positions\n"
     "  --flip    negates y and z and flips texture v, as a send to the\n"
-    "            sculpting application does\n"
-    "exit status: 0 done, 1 a file could not be read or written, 2 usage error\n";
+    "            sculpting application does (compare: OBJ files only)\n"
+    "  --picture B coloured by how far its faces moved\n"
+    "  --json    the comparison as one JSON object\n"
+    "exit status: 0 done, 1 a file could not be read or written, 2 usage error;\n"
+    "compare: 0 same, 1 different, 2 usage error or a file that cannot be read\n";
 
 enum Status
 {
@@ -133,11 +141,8 @@ int info(const std::string& path)
     return s_done;
 }
 
-int convert(const std::string& in, const std::string& out, bool weld, bool flip)
+void weldAndFlip(QDTivMesh& mesh, bool weld, bool flip)
 {
-    QDTivMesh mesh;
-    std::string failure = readMesh(in, mesh);
-    if (!failure.empty()) return fileError(in, failure);
     if (weld) mesh.mergeEqualVertices();
     if (flip)
     {
@@ -145,6 +150,22 @@ int convert(const std::string& in, const std::string& out, bool weld, bool flip)
         doFlipV_PhotoshopToMorvel(mesh.m_cornerUVs);
         doFlipV_PhotoshopToMorvel(mesh.m_uniqueUVs);
     }
+}
+
+// A sent .tiv is already welded and flipped: only OBJ operands are.
+std::string readCompareOperand(const std::string& path, QDTivMesh& mesh, bool weld, bool flip)
+{
+    std::string failure = readMesh(path, mesh);
+    if (failure.empty() && kindOf(path) == s_objKind) weldAndFlip(mesh, weld, flip);
+    return failure;
+}
+
+int convert(const std::string& in, const std::string& out, bool weld, bool flip)
+{
+    QDTivMesh mesh;
+    std::string failure = readMesh(in, mesh);
+    if (!failure.empty()) return fileError(in, failure);
+    weldAndFlip(mesh, weld, flip);
     errno = 0;
     failure = writeMesh(out, mesh);
     if (!failure.empty()) return fileError(out, failure);
@@ -154,6 +175,9 @@ int convert(const std::string& in, const std::string& out, bool weld, bool flip)
 
 int main(int argc, char** argv)
 {
+    // compare has options of its own and exit statuses of its own.
+    if (argc > 1 && std::string(argv[1]) == "compare")
+        return compareCommand(std::vector<std::string>(argv + 2, argv + argc), readCompareOperand);
     std::vector<std::string> words;
     bool weld = false, flip = false;
     for (int i = 1; i < argc; ++i)
