@@ -2,6 +2,8 @@
 #include "QDTivMesh.h"
 #include "TestSupport.h"
 
+#include <cmath>
+
 namespace
 {
 CommandRun tivtool(const std::string& arguments)
@@ -39,7 +41,9 @@ TEST(Tivtool, UsageErrorsAndInfo)
     EXPECT_NE(help.out.find("tivtool convert IN OUT [--weld] [--flip]"), std::string::npos);
     for (const char* arguments :
          {"", "info", "info a.obj b.obj", "convert a.obj", "convert a.obj b.txt", "info a.stl",
-          "explode a.obj", "info a.obj --frobnicate", "info a.obj --weld"})
+          "explode a.obj", "info a.obj --frobnicate", "info a.obj --weld", "compare a.obj",
+          "compare a.obj b.txt", "compare a.obj b.obj --tolerance -1",
+          "compare a.obj b.obj --picture"})
     {
         CommandRun run = tivtool(arguments);
         EXPECT_TRUE(run.status == 2 && run.out.empty() && oneLine(run.err)) << arguments;
@@ -98,4 +102,100 @@ TEST(Tivtool, ConvertWeldsFlipsAndRoundTrips)
     run = tivtool("convert '" + dir + "/cube.obj' '" + dir + "/no/such/out.tiv'");
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(oneLine(run.err, dir + "/no/such/out.tiv")) << run.err;
+}
+
+TEST(Tivtool, CompareTellsWhatChanged)
+{
+    const std::string dir = testFolder();
+    const std::string square =
+        "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n";
+    const std::string quad = square + "f 1/1 2/2 3/3 4/4\n";
+    // Two quads sharing the edge 2-3; the second one's UVs continue the first's.
+    const std::string strip = square + "v 2 0 0\nv 2 1 0\nvt 2 0\nvt 2 1\n"
+                                       "f 1/1 2/2 3/3 4/4\nf 2/2 5/5 6/6 3/3\n";
+    std::string seam = strip;
+    seam.replace(seam.rfind("2/2"), 3, "2/1"); // vertex 2 on the other side of a seam
+
+    // A NaN that the OBJ reader would not take, in a .tiv.
+    QDTivMesh nan = makeMesh({{0, 0, 0}, {1, 0, 0}, {std::nanf(""), 1, 0}}, {0, 1, 2, -1});
+    ASSERT_TRUE(nan.saveToTivFile((dir + "/nan.tiv").c_str(), false));
+    nan.m_vertices[2] = QDVector3f(1, 1, 0);
+    ASSERT_TRUE(nan.saveToTivFile((dir + "/finite.tiv").c_str(), false));
+    ASSERT_EQ(tivtool("convert " + writeCube(dir) + " '" + dir + "/cube.tiv' --weld --flip").status,
+              0);
+
+    struct Case
+    {
+        std::string a, b; // OBJ texts, or the names of files in the folder
+        std::string options;
+        int status;
+        std::vector<std::string> shown;
+    };
+    const std::vector<Case> cases = {
+        {quad, quad, "", 0, {"topology: same\nUV layout: same\n", "result: same"}},
+        // B's corners go back into A's order: its texture coordinates then match.
+        {quad,
+         square + "f 2/2 3/3 4/4 1/1\n",
+         "",
+         0,
+         {"topology: same, 1 face with rotated corners\n",
+          "texture coordinates: largest move 0 at corner 0,"}},
+        {quad,
+         square + "f 4/4 3/3 2/2 1/1\n",
+         "--json",
+         1,
+         {"\"first_different_face\": {\"face\": 0, \"a\": [0, 1, 2, 3], \"b\": [3, 2, 1, 0]}",
+          "\"same\": false"}},
+        {quad,
+         square + "f 1/1 2/2 3/3\n",
+         "",
+         1,
+         {"topology: different, corner counts differ (4 and 3); first at face 0: A (0, 1, 2, 3), "
+          "B (0, 1, 2)\n"}},
+        // Vertex 2 moved by (0.375, 0.5, 0).
+        {quad,
+         "v 0 0 0\nv 1 0 0\nv 1.375 1.5 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+         "f 1/1 2/2 3/3 4/4\n",
+         "",
+         1,
+         {"positions: largest move 0.625 at vertex 2, root mean square 0.3125, 1 vertex moved more "
+          "than 0\n"}},
+        {quad,
+         "v 0 0 0\nv 1 0 0\nv 1.375 1.5 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+         "f 1/1 2/2 3/3 4/4\n",
+         "--tolerance 0.63",
+         0,
+         {"0 vertices moved more than 0.63\n", "result: same"}},
+        {strip, seam, "", 1, {"UV layout: seams differ\n"}},
+        {seam, strip, "", 1, {"UV layout: seams differ\n"}},
+        {"cube.obj", "cube.tiv", "--weld --flip", 0, {"result: same"}},
+        {"cube.obj", "cube.tiv", "", 1, {"vertex counts differ (7 and 5)"}},
+        {"nan.tiv", "nan.tiv", "", 0, {"non-finite coordinates in A: 1 vertex (first: 2)"}},
+        {"nan.tiv",
+         "finite.tiv",
+         "--json",
+         1,
+         {"\"non_finite_vertices\": 1, \"first_non_finite_vertex\": 2",
+          "\"pairs\": 2, \"largest\": 0, \"largest_at\": 0, \"rms\": 0, \"moved\": 0, "
+          "\"not_measured\": 1"}},
+        {"cube.obj", "missing.tiv", "", 2, {"missing.tiv: No such file or directory"}},
+    };
+    int n = 0;
+    for (const Case& c : cases)
+    {
+        std::string files[2] = {c.a, c.b};
+        for (std::string& file : files)
+            if (file.find('\n') != std::string::npos)
+            {
+                writeBytes(dir + "/" + std::to_string(n) + ".obj", file);
+                file = std::to_string(n++) + ".obj";
+            }
+        CommandRun run = tivtool("compare '" + dir + "/" + files[0] + "' '" + dir + "/" + files[1] +
+                                 "' " + c.options);
+        const std::string& text = c.status == 2 ? run.err : run.out;
+        EXPECT_EQ(run.status, c.status) << files[0] << " " << files[1] << "\n"
+                                        << run.out << run.err;
+        for (const std::string& part : c.shown)
+            EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    }
 }

@@ -146,8 +146,13 @@ void findFirstDifferentFace(const QDTivMesh& a, const QDTivMesh& b, MeshComparis
     c.faceB = faceCorners(b, face);
 }
 
+// The OBJ reader leaves its own texture-coordinate table in the caches, one id
+// per "vt" line whatever the vertex: both sides are rebuilt from their corners
+// so that an id means one (vertex, coordinate) pair on each.
 UVLayout compareLayout(const QDTivMesh& a, const QDTivMesh& b, bool sameTopology)
 {
+    a.clearCaches();
+    b.clearCaches();
     const bool hasA = !a.getUniqueUVs().empty(), hasB = !b.getUniqueUVs().empty();
     if (!hasA || !hasB) return hasA ? UVLayout::onlyA : hasB ? UVLayout::onlyB : UVLayout::neither;
     if (!sameTopology) return UVLayout::notCompared;
@@ -204,8 +209,8 @@ bool MeshComparison::countsDiffer() const
 bool MeshComparison::same() const
 {
     const bool layoutSame = uvLayout == UVLayout::same || uvLayout == UVLayout::neither;
-    const bool uvsSame = uvLayout == UVLayout::neither ||
-                         (uvs.measured && uvs.moved == 0 && uvs.notMeasured == 0);
+    const bool uvsSame =
+        uvLayout == UVLayout::neither || (uvs.measured && uvs.moved == 0 && uvs.notMeasured == 0);
     return sameTopology && !countsDiffer() && layoutSame && uvsSame && positions.moved == 0 &&
            positions.notMeasured == 0;
 }
@@ -234,8 +239,8 @@ MeshComparison compareMeshes(const QDTivMesh& a, QDTivMesh& b, double tolerance)
 std::vector<float> faceMoves(const QDTivMesh& a, const QDTivMesh& b, float largest)
 {
     const int faces = a.getFaceCount() < b.getFaceCount() ? a.getFaceCount() : b.getFaceCount();
-    const int vertices = a.m_vertices.size() < b.m_vertices.size() ? a.m_vertices.size()
-                                                                    : b.m_vertices.size();
+    const int vertices =
+        a.m_vertices.size() < b.m_vertices.size() ? a.m_vertices.size() : b.m_vertices.size();
     std::vector<float> moves(size_t(faces), 0.0f);
     float pa[3], pb[3];
     for (int f = 0; f < faces; ++f)
@@ -417,14 +422,15 @@ std::string jsonList(const std::vector<int>& values)
 std::string jsonCounts(const MeshCounts& n, const std::string& name)
 {
     return "{\"file\": " + jsonString(name) + ", \"vertices\": " + std::to_string(n.vertices) +
-           ", \"faces\": " + std::to_string(n.faces) + ", \"triangles\": " +
-           std::to_string(n.triangles) + ", \"quads\": " + std::to_string(n.quads) +
-           ", \"corners\": " + std::to_string(n.corners) + ", \"corner_uvs\": " +
-           std::to_string(n.cornerUVs) + ", \"non_finite_vertices\": " +
-           std::to_string(n.nonFiniteVertices) + ", \"first_non_finite_vertex\": " +
-           jsonIndex(n.firstNonFiniteVertex) + ", \"non_finite_uvs\": " +
-           std::to_string(n.nonFiniteUVs) + ", \"first_non_finite_uv\": " +
-           jsonIndex(n.firstNonFiniteUV) + "}";
+           ", \"faces\": " + std::to_string(n.faces) +
+           ", \"triangles\": " + std::to_string(n.triangles) +
+           ", \"quads\": " + std::to_string(n.quads) +
+           ", \"corners\": " + std::to_string(n.corners) +
+           ", \"corner_uvs\": " + std::to_string(n.cornerUVs) +
+           ", \"non_finite_vertices\": " + std::to_string(n.nonFiniteVertices) +
+           ", \"first_non_finite_vertex\": " + jsonIndex(n.firstNonFiniteVertex) +
+           ", \"non_finite_uvs\": " + std::to_string(n.nonFiniteUVs) +
+           ", \"first_non_finite_uv\": " + jsonIndex(n.firstNonFiniteUV) + "}";
 }
 
 std::string jsonMoves(const MoveStats& m)
@@ -449,8 +455,8 @@ std::string comparisonText(const MeshComparison& c, const std::string& nameA,
     {
         text += "positions: " + movesText(c.positions, c.tolerance, "vertex", "vertices") + "\n";
         if (c.uvLayout != UVLayout::neither)
-            text += "texture coordinates: " +
-                    movesText(c.uvs, c.tolerance, "corner", "corners") + "\n";
+            text +=
+                "texture coordinates: " + movesText(c.uvs, c.tolerance, "corner", "corners") + "\n";
     }
     else
         text += "positions: not compared (the faces differ)\n";
@@ -462,8 +468,8 @@ std::string comparisonJson(const MeshComparison& c, const std::string& nameA,
 {
     std::string face = "null";
     if (c.firstDifferentFace >= 0)
-        face = "{\"face\": " + std::to_string(c.firstDifferentFace) + ", \"a\": " +
-               jsonList(c.faceA) + ", \"b\": " + jsonList(c.faceB) + "}";
+        face = "{\"face\": " + std::to_string(c.firstDifferentFace) +
+               ", \"a\": " + jsonList(c.faceA) + ", \"b\": " + jsonList(c.faceB) + "}";
     return "{\n  \"a\": " + jsonCounts(c.a, nameA) + ",\n  \"b\": " + jsonCounts(c.b, nameB) +
            ",\n  \"topology\": \"" + (c.sameTopology ? "same" : "different") +
            "\",\n  \"rotated_faces\": " + std::to_string(c.rotatedFaces) +
@@ -477,8 +483,8 @@ std::string arrivalLine(const MeshComparison& c)
 {
     std::string move = "not measured";
     if (c.sameTopology && c.positions.pairs > 0)
-        move = number(c.positions.largest) + " (vertex " + std::to_string(c.positions.largestAt) +
-               ")";
+        move =
+            number(c.positions.largest) + " (vertex " + std::to_string(c.positions.largestAt) + ")";
     return "against the last arrival: topology " + topologyText(c) + "; UV layout " +
            layoutText(c.uvLayout) + "; largest vertex move " + move + "\n";
 }

@@ -28,18 +28,18 @@ struct MoveStats
     int pairs = 0;
     double largest = 0, rootMeanSquare = 0;
     int largestAt = -1;
-    int moved = 0;        // farther apart than the tolerance
-    int notMeasured = 0;  // a non-finite coordinate on one side, other bits on the other
+    int moved = 0;       // farther apart than the tolerance
+    int notMeasured = 0; // a non-finite coordinate on one side, other bits on the other
 };
 
 enum class UVLayout
 {
-    neither,     // no texture coordinates on either side
+    neither, // no texture coordinates on either side
     same,
     onlyA,
     onlyB,
     seamsDiffer,
-    notCompared  // both have them, but the faces differ
+    notCompared // both have them, but the faces differ
 };
 
 struct MeshComparison
@@ -61,7 +61,8 @@ struct MeshComparison
 };
 
 // Compares b against a. When only rotations differ, b's corners are put into
-// a's order (as reorderCorners does) before its texture coordinates are measured.
+// a's order (as reorderCorners does) before its texture coordinates are
+// measured. Both meshes' caches are rebuilt.
 MeshComparison compareMeshes(const QDTivMesh& a, QDTivMesh& b, double tolerance);
 
 // The largest move of each face's vertices, for a picture of b coloured by it;
