@@ -1,12 +1,14 @@
 // Stand-in for the sculpting application. Asked to open a script, it does what
 // the real application's scripts do as far as the exchange goes: the loading
 // script reads the object list and loads every listed mesh file; the
-// not-a-3D-layer script shows its message. It reports in a summary file beside
-// its bundle, written whole and then renamed into place so that a reader never
-// sees half of it. It prints nothing: started from a plug-in, it may share the
+// not-a-3D-layer script shows its message. It draws every mesh it loads, as it
+// holds it, into a picture beside the mesh file. It reports in a summary file
+// beside its bundle, written whole and then renamed into place so that a reader
+// never sees half of it. It prints nothing: started from a plug-in, it may share the
 // editor's output, and would break into the middle of it.
 
 #include "ArrivalCheck.h"
+#include "MeshRender.h"
 #include "QDString.h"
 #include "QDTivMesh.h"
 #include "StandInRecord.h"
@@ -84,6 +86,11 @@ std::string describeMesh(const std::string& tivPath)
                  hi.z() + 0.0f);
         out += text;
     }
+    std::string picture = tivPath.substr(0, tivPath.size() - 4) + ".png", failure;
+    if (renderMeshToPng(mesh, RenderOptions(), picture, failure))
+        out += "  picture: " + picture + "\n";
+    else
+        out += "  picture: " + picture + " not drawn: " + failure + "\n";
     return out;
 }
 

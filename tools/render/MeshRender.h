@@ -62,3 +62,18 @@ bool writePng(const std::string& path, const RgbImage& image, std::string& messa
 
 // "front", "back", "left", "right", "top", "bottom" or "iso".
 bool parseRenderView(const std::string& name, RenderView& view);
+
+// Colour of every pixel that shows neither the mesh nor its layout.
+constexpr uint32_t s_renderBackground = 0x2B2F36;
+
+// Pixels left free on each side of a picture of `size` pixels: the mesh's
+// projected extent, or the unit square of the layout, fills the rest exactly.
+int renderMargin(int size);
+
+// renderMesh, then writePng; false with the message of the step that failed
+// (nothing to draw still writes the plain picture, and returns false).
+bool renderMeshToPng(const QDTivMesh& mesh, const RenderOptions& options, const std::string& path,
+                     std::string& message);
+
+// An 8-bit RGB or grey PNG of at most s_maxRenderSize pixels a side.
+bool readPng(const std::string& path, RgbImage& image, std::string& message);

@@ -2,6 +2,7 @@
 // files with the same reader, writers, welding and axis conversion as a send.
 
 #include "CompareCommand.h"
+#include "MeshRender.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
 #include "TivPSServer.h"
@@ -19,6 +20,7 @@ const char* const s_usage =
     "usage: tivtool info FILE\n"
     "       tivtool convert IN OUT [--weld] [--flip]\n"
     "       tivtool compare A B [--weld] [--flip] [--tolerance T] [--picture OUT.png] [--json]\n"
+    "       tivtool render IN OUT.png [--size N] [--view VIEW] [--uv]\n"
     "       tivtool --help\n"
     "\n"
     "FILE, IN and OUT are .obj or .tiv files (by extension).\n"
@@ -32,6 +34,10 @@ const char* const s_usage =
     "  --weld    merges vertices at equal positions\n"
     "  --flip    negates y and z and flips texture v, as a send to the\n"
     "            sculpting application does (compare: OBJ files only)\n"
+    "  render    draws IN into the PNG picture OUT.png: orthographic, fitted\n"
+    "            to the mesh, N pixels square (default 512, at most 8192)\n"
+    "  --view    front (default), back, left, right, top, bottom or iso\n"
+    "  --uv      draws the texture-coordinate layout in the unit square instead\n"
     "  --picture B coloured by how far its faces moved\n"
     "  --json    the comparison as one JSON object\n"
     "exit status: 0 done, 1 a file could not be read or written, 2 usage error;\n"
@@ -171,10 +177,55 @@ int convert(const std::string& in, const std::string& out, bool weld, bool flip)
     if (!failure.empty()) return fileError(out, failure);
     return s_done;
 }
+
+// tivtool render IN OUT.png [--size N] [--view VIEW] [--uv]; `args` follow "render".
+int render(const std::vector<std::string>& args)
+{
+    RenderOptions options;
+    std::vector<std::string> files;
+    for (size_t i = 0; i < args.size(); ++i)
+    {
+        const bool valued = args[i] == "--size" || args[i] == "--view";
+        if (valued && i + 1 == args.size()) return usageError(args[i] + " needs a value");
+        if (args[i] == "--uv")
+            options.uvLayout = true;
+        else if (args[i] == "--view" && !parseRenderView(args[++i], options.view))
+            return usageError("unknown view " + args[i]);
+        else if (args[i] == "--size")
+        {
+            const std::string& n = args[++i];
+            if (n.empty() || n.size() > 9 || n.find_first_not_of("0123456789") != n.npos ||
+                std::stoi(n) < 1)
+                return usageError("--size takes a number of pixels, not " + n);
+            options.size = std::min(std::stoi(n), s_maxRenderSize);
+        }
+        else if (!valued && args[i].size() > 1 && args[i][0] == '-')
+            return usageError("unknown option " + args[i]);
+        else if (!valued)
+            files.push_back(args[i]);
+    }
+    if (files.size() != 2) return usageError("render takes an input file and an output picture");
+    if (kindOf(files[0]) == s_unknownKind)
+        return usageError(files[0] + " is neither .obj nor .tiv");
+    if (!QDString(files[1].c_str()).endsWith(".png", true))
+        return usageError(files[1] + " is not a .png picture");
+
+    QDTivMesh mesh;
+    std::string failure = readMesh(files[0], mesh);
+    if (!failure.empty()) return fileError(files[0], failure);
+    RgbImage image;
+    // Nothing to draw is said, and still gives a (plain) picture.
+    if (!renderMesh(mesh, options, image, failure))
+        fprintf(stderr, "tivtool: %s: nothing to draw: %s\n", files[0].c_str(), failure.c_str());
+    if (!writePng(files[1], image, failure)) return fileError(files[1], failure);
+    return s_done;
+}
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && strcmp(argv[1], "render") == 0)
+        return render(std::vector<std::string>(argv + 2, argv + argc));
     // compare has options of its own and exit statuses of its own.
     if (argc > 1 && std::string(argv[1]) == "compare")
         return compareCommand(std::vector<std::string>(argv + 2, argv + argc), readCompareOperand);

@@ -1,0 +1,83 @@
+// PNG files through libpng's simplified interface.
+
+#include "MeshRender.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <png.h>
+
+bool writePng(const std::string& path, const RgbImage& image, std::string& message)
+{
+    if (image.width <= 0 || image.height <= 0 ||
+        image.pixels.size() != size_t(image.width) * size_t(image.height) * 3)
+    {
+        message = "the picture is empty";
+        return false;
+    }
+    FILE* file = fopen(path.c_str(), "wb");
+    if (!file)
+    {
+        message = strerror(errno);
+        return false;
+    }
+    png_image png;
+    memset(&png, 0, sizeof(png));
+    png.version = PNG_IMAGE_VERSION;
+    png.width = png_uint_32(image.width);
+    png.height = png_uint_32(image.height);
+    png.format = PNG_FORMAT_RGB;
+    errno = 0;
+    bool written = png_image_write_to_stdio(&png, file, 0, image.pixels.data(), 0, nullptr) != 0;
+    if (!written) message = png.message;
+    if (fclose(file) != 0 && written)
+    {
+        written = false;
+        message = strerror(errno);
+    }
+    if (!written) remove(path.c_str());
+    return written;
+}
+
+bool readPng(const std::string& path, RgbImage& image, std::string& message)
+{
+    png_image png;
+    memset(&png, 0, sizeof(png));
+    png.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&png, path.c_str()))
+    {
+        message = png.message;
+        return false;
+    }
+    if (png.width > png_uint_32(s_maxRenderSize) || png.height > png_uint_32(s_maxRenderSize))
+    {
+        png_image_free(&png);
+        message = "larger than a picture of this tool";
+        return false;
+    }
+    png.format = PNG_FORMAT_RGB;
+    image.width = int(png.width);
+    image.height = int(png.height);
+    image.pixels.assign(PNG_IMAGE_SIZE(png), 0);
+    if (!png_image_finish_read(&png, nullptr, image.pixels.data(), 0, nullptr))
+    {
+        message = png.message;
+        image = RgbImage();
+        return false;
+    }
+    return true;
+}
+
+bool renderMeshToPng(const QDTivMesh& mesh, const RenderOptions& options, const std::string& path,
+                     std::string& message)
+{
+    RgbImage image;
+    const bool drawn = renderMesh(mesh, options, image, message);
+    std::string failure;
+    if (!writePng(path, image, failure))
+    {
+        message = failure;
+        return false;
+    }
+    return drawn;
+}
