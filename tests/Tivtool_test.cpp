@@ -1,3 +1,4 @@
+#include "MeshRender.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
 #include "TestSupport.h"
@@ -113,6 +114,11 @@ TEST(Tivtool, CompareTellsWhatChanged)
     // Two quads sharing the edge 2-3; the second one's UVs continue the first's.
     const std::string strip = square + "v 2 0 0\nv 2 1 0\nvt 2 0\nvt 2 1\n"
                                        "f 1/1 2/2 3/3 4/4\nf 2/2 5/5 6/6 3/3\n";
+    const std::string rotated = square + "f 2/2 3/3 4/4 1/1\n";
+    const std::string reversed = square + "f 4/4 3/3 2/2 1/1\n";
+    // Vertex 2 moved by (0.375, 0.5, 0).
+    const std::string moved = "v 0 0 0\nv 1 0 0\nv 1.375 1.5 0\nv 0 1 0\n"
+                              "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n";
     std::string seam = strip;
     seam.replace(seam.rfind("2/2"), 3, "2/1"); // vertex 2 on the other side of a seam
 
@@ -135,13 +141,13 @@ TEST(Tivtool, CompareTellsWhatChanged)
         {quad, quad, "", 0, {"topology: same\nUV layout: same\n", "result: same"}},
         // B's corners go back into A's order: its texture coordinates then match.
         {quad,
-         square + "f 2/2 3/3 4/4 1/1\n",
+         rotated,
          "",
          0,
          {"topology: same, 1 face with rotated corners\n",
           "texture coordinates: largest move 0 at corner 0,"}},
         {quad,
-         square + "f 4/4 3/3 2/2 1/1\n",
+         reversed,
          "--json",
          1,
          {"\"first_different_face\": {\"face\": 0, \"a\": [0, 1, 2, 3], \"b\": [3, 2, 1, 0]}",
@@ -152,20 +158,13 @@ TEST(Tivtool, CompareTellsWhatChanged)
          1,
          {"topology: different, corner counts differ (4 and 3); first at face 0: A (0, 1, 2, 3), "
           "B (0, 1, 2)\n"}},
-        // Vertex 2 moved by (0.375, 0.5, 0).
         {quad,
-         "v 0 0 0\nv 1 0 0\nv 1.375 1.5 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
-         "f 1/1 2/2 3/3 4/4\n",
+         moved,
          "",
          1,
          {"positions: largest move 0.625 at vertex 2, root mean square 0.3125, 1 vertex moved more "
           "than 0\n"}},
-        {quad,
-         "v 0 0 0\nv 1 0 0\nv 1.375 1.5 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
-         "f 1/1 2/2 3/3 4/4\n",
-         "--tolerance 0.63",
-         0,
-         {"0 vertices moved more than 0.63\n", "result: same"}},
+        {quad, moved, "--tolerance 0.63", 0, {"0 vertices moved more than 0.63\n", "result: same"}},
         {strip, seam, "", 1, {"UV layout: seams differ\n"}},
         {seam, strip, "", 1, {"UV layout: seams differ\n"}},
         {"cube.obj", "cube.tiv", "--weld --flip", 0, {"result: same"}},
@@ -197,5 +196,31 @@ TEST(Tivtool, CompareTellsWhatChanged)
                                         << run.out << run.err;
         for (const std::string& part : c.shown)
             EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    }
+
+    // Pictures of B: the moved quad in the colour of the largest move, over a
+    // scale from blue at 0 to red; the reversed one marked, without a scale.
+    writeBytes(dir + "/quad.obj", quad);
+    writeBytes(dir + "/moved.obj", moved);
+    writeBytes(dir + "/reversed.obj", reversed);
+    RgbImage picture;
+    std::string message;
+    auto red = [&picture](int x, int y)
+    { return (picture.get(x, y) >> 16) > (picture.get(x, y) & 0xFF); };
+    for (const char* b : {"moved", "reversed"})
+    {
+        const std::string png = dir + "/" + b + ".png";
+        EXPECT_EQ(tivtool("compare '" + dir + "/quad.obj' '" + dir + "/" + b + ".obj' --picture '" +
+                          png + "'")
+                      .status,
+                  1);
+        ASSERT_TRUE(readPng(png, picture, message)) << message;
+        EXPECT_TRUE(picture.width == 512 && red(256, 256)) << b;
+        const bool scale = picture.get(451, 505) != s_renderBackground;
+        EXPECT_EQ(scale, b[0] == 'm') << b;
+        if (scale)
+        {
+            EXPECT_TRUE(!red(35, 505) && red(451, 505));
+        }
     }
 }
