@@ -44,7 +44,7 @@ TEST(Tivtool, UsageErrorsAndInfo)
          {"", "info", "info a.obj b.obj", "convert a.obj", "convert a.obj b.txt", "info a.stl",
           "explode a.obj", "info a.obj --frobnicate", "info a.obj --weld", "compare a.obj",
           "compare a.obj b.txt", "compare a.obj b.obj --tolerance -1",
-          "compare a.obj b.obj --picture"})
+          "compare a.obj b.obj --picture", "compare a.obj b.obj --picture b.jpg"})
     {
         CommandRun run = tivtool(arguments);
         EXPECT_TRUE(run.status == 2 && run.out.empty() && oneLine(run.err)) << arguments;

@@ -81,6 +81,8 @@ std::string parseOptions(const std::vector<std::string>& words, CompareOptions& 
     if (options.files.size() != 2) return "compare takes two files";
     for (const std::string& file : options.files)
         if (!isMeshFile(file)) return file + " is neither .obj nor .tiv";
+    if (!options.picture.empty() && !QDString(options.picture.c_str()).endsWith(".png", true))
+        return options.picture + " is not a .png picture";
     return "";
 }
 } // namespace

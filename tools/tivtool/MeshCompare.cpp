@@ -15,6 +15,17 @@ bool finite(const float* p, int n)
     return true;
 }
 
+double distance(const float* a, const float* b, int n)
+{
+    double sum = 0;
+    for (int k = 0; k < n; ++k)
+    {
+        double d = double(b[k]) - double(a[k]); // rarely rounded, unlike a float difference
+        sum += d * d;
+    }
+    return std::sqrt(sum);
+}
+
 // Distances between pairs of points of n coordinates. A pair with a
 // non-finite coordinate is never measured: it counts as unmoved when both
 // sides hold the same bits, and as not measured otherwise.
@@ -25,30 +36,22 @@ public:
 
     void add(int at, const float* a, const float* b, int n)
     {
-        double distance = 0;
+        double apart = 0;
         if (finite(a, n) && finite(b, n))
-        {
-            double sum = 0;
-            for (int k = 0; k < n; ++k)
-            {
-                double d = double(b[k]) - double(a[k]); // exact: both are floats
-                sum += d * d;
-            }
-            distance = std::sqrt(sum);
-        }
+            apart = distance(a, b, n);
         else if (memcmp(a, b, sizeof(float) * size_t(n)) != 0)
         {
             ++m_stats.notMeasured;
             return;
         }
         ++m_stats.pairs;
-        m_sumOfSquares += distance * distance;
-        if (m_stats.largestAt < 0 || distance > m_stats.largest)
+        m_sumOfSquares += apart * apart;
+        if (m_stats.largestAt < 0 || apart > m_stats.largest)
         {
-            m_stats.largest = distance;
+            m_stats.largest = apart;
             m_stats.largestAt = at;
         }
-        if (distance > m_tolerance) ++m_stats.moved;
+        if (apart > m_tolerance) ++m_stats.moved;
     }
 
     MoveStats finish()
@@ -251,10 +254,7 @@ std::vector<float> faceMoves(const QDTivMesh& a, const QDTivMesh& b, float large
             coordinates(a.m_vertices[v], pa);
             coordinates(b.m_vertices[v], pb);
             float move = largest;
-            if (finite(pa, 3) && finite(pb, 3))
-                move = float(std::sqrt(double(pb[0] - pa[0]) * (pb[0] - pa[0]) +
-                                       double(pb[1] - pa[1]) * (pb[1] - pa[1]) +
-                                       double(pb[2] - pa[2]) * (pb[2] - pa[2])));
+            if (finite(pa, 3) && finite(pb, 3)) move = float(distance(pa, pb, 3));
             if (move > moves[size_t(f)]) moves[size_t(f)] = move;
         }
     return moves;
