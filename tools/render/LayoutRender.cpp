@@ -31,8 +31,10 @@ bool clip(double& x0, double& y0, double& x1, double& y1, double lo, double hi)
         if (t0 > t1) return false;
     }
     const double sx = x0, sy = y0;
-    x0 = sx + t0 * dx, y0 = sy + t0 * dy;
-    x1 = sx + t1 * dx, y1 = sy + t1 * dy;
+    x0 = sx + t0 * dx;
+    y0 = sy + t0 * dy;
+    x1 = sx + t1 * dx;
+    y1 = sy + t1 * dy;
     return true;
 }
 } // namespace
@@ -53,8 +55,16 @@ void drawLine(RgbImage& image, double x0, double y0, double x1, double y1, uint3
         image.set(x, y, rgb);
         if (x == xEnd && y == yEnd) break;
         const int twice = 2 * error;
-        if (twice >= dy) error += dy, x += sx;
-        if (twice <= dx) error += dx, y += sy;
+        if (twice >= dy)
+        {
+            error += dy;
+            x += sx;
+        }
+        if (twice <= dx)
+        {
+            error += dx;
+            y += sy;
+        }
     }
 }
 

@@ -154,6 +154,13 @@ uint32_t shade(uint32_t rgb, double light)
     return out == s_renderBackground ? out ^ 1 : out;
 }
 
+void putPixel(uint8_t* pixel, uint32_t rgb)
+{
+    pixel[0] = uint8_t(rgb >> 16);
+    pixel[1] = uint8_t(rgb >> 8);
+    pixel[2] = uint8_t(rgb);
+}
+
 struct Target
 {
     RgbImage& image;
@@ -174,7 +181,6 @@ void fillTriangle(Target& target, const Projection& p, int a, int b, int c, uint
     const int y0 = std::max(0, int(std::floor(std::min({ay, by, cy}))));
     const int y1 = std::min(size - 1, int(std::ceil(std::max({ay, by, cy}))));
     const float da = p.depth[size_t(a)], db = p.depth[size_t(b)], dc = p.depth[size_t(c)];
-    const uint8_t r = uint8_t(rgb >> 16), g = uint8_t(rgb >> 8), bl = uint8_t(rgb);
     for (int y = y0; y <= y1; ++y)
     {
         const float py = y + 0.5f;
@@ -189,8 +195,7 @@ void fillTriangle(Target& target, const Projection& p, int a, int b, int c, uint
             float& held = target.depth[size_t(y) * size_t(size) + size_t(x)];
             if (!(z > held)) continue;
             held = z;
-            uint8_t* pixel = &target.image.pixels[(size_t(y) * size_t(size) + size_t(x)) * 3];
-            pixel[0] = r, pixel[1] = g, pixel[2] = bl;
+            putPixel(&target.image.pixels[(size_t(y) * size_t(size) + size_t(x)) * 3], rgb);
         }
     }
 }
@@ -248,7 +253,10 @@ bool renderMesh(const QDTivMesh& mesh, const RenderOptions& options, RgbImage& i
         const int n = faceCornerCount(corners);
         double x = 0, y = 0;
         for (int c = 0; c < n; ++c)
-            x += projection.x[size_t(corners[c])] / n, y += projection.y[size_t(corners[c])] / n;
+        {
+            x += projection.x[size_t(corners[c])] / n;
+            y += projection.y[size_t(corners[c])] / n;
+        }
         drawRing(image, x, y, std::max(6.0, size / 50.0), s_markedColor);
     }
     return true;
@@ -263,18 +271,13 @@ void RgbImage::fill(int w, int h, uint32_t rgb)
         height = int(size_t(s_maxRenderSize) * s_maxRenderSize * 2 / std::max(width, 1));
     pixels.resize(size_t(width) * size_t(height) * 3);
     for (size_t i = 0; i < pixels.size(); i += 3)
-    {
-        pixels[i] = uint8_t(rgb >> 16);
-        pixels[i + 1] = uint8_t(rgb >> 8);
-        pixels[i + 2] = uint8_t(rgb);
-    }
+        putPixel(&pixels[i], rgb);
 }
 
 void RgbImage::set(int x, int y, uint32_t rgb)
 {
     if (x < 0 || y < 0 || x >= width || y >= height) return;
-    uint8_t* pixel = &pixels[(size_t(y) * size_t(width) + size_t(x)) * 3];
-    pixel[0] = uint8_t(rgb >> 16), pixel[1] = uint8_t(rgb >> 8), pixel[2] = uint8_t(rgb);
+    putPixel(&pixels[(size_t(y) * size_t(width) + size_t(x)) * 3], rgb);
 }
 
 uint32_t RgbImage::get(int x, int y) const

@@ -75,5 +75,5 @@ int renderMargin(int size);
 bool renderMeshToPng(const QDTivMesh& mesh, const RenderOptions& options, const std::string& path,
                      std::string& message);
 
-// An 8-bit RGB or grey PNG of at most s_maxRenderSize pixels a side.
+// A PNG of at most s_maxRenderSize pixels a side, as 8-bit RGB whatever its own format.
 bool readPng(const std::string& path, RgbImage& image, std::string& message);
