@@ -177,14 +177,16 @@ MoveStats comparePositions(const QDTivMesh& a, const QDTivMesh& b, double tolera
     return counter.finish();
 }
 
-// Corners in the same order on both sides, each with its coordinate.
+// Corners in the same order on both sides, each with its coordinate. A damaged
+// file may hold fewer or more coordinates than corners: as many as both have
+// and there are corners are measured.
 MoveStats compareCornerUVs(const QDTivMesh& a, const QDTivMesh& b, double tolerance)
 {
-    const int slots = a.m_faceVertexIndices.size();
-    if (a.m_cornerUVs.size() != slots || b.m_cornerUVs.size() != slots) return MoveStats();
+    const int slots = a.m_faceVertexIndices.size(), count = a.m_cornerUVs.size();
+    if (count == 0 || b.m_cornerUVs.size() != count) return MoveStats();
     MoveCounter counter(tolerance);
     float pa[2], pb[2];
-    for (int c = 0; c < slots; ++c)
+    for (int c = 0; c < count && c < slots; ++c)
     {
         if (isTriangleSlot(a, c)) continue;
         coordinates(a.m_cornerUVs[c], pa);
