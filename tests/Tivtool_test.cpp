@@ -3,6 +3,7 @@
 #include "QDTivMesh.h"
 #include "TestSupport.h"
 
+#include <cmath>
 #include <limits>
 
 namespace
@@ -53,7 +54,9 @@ TEST(Tivtool, UsageErrorsAndInfo)
     EXPECT_NE(help.out.find("tivtool convert IN OUT [--weld] [--flip]"), std::string::npos);
     for (const char* arguments :
          {"", "info", "info a.obj b.obj", "convert a.obj", "convert a.obj b.txt", "info a.stl",
-          "explode a.obj", "info a.obj --frobnicate", "info a.obj --weld", "render a.obj",
+          "explode a.obj", "info a.obj --frobnicate", "info a.obj --weld", "compare a.obj",
+          "compare a.obj b.txt", "compare a.obj b.obj --tolerance -1",
+          "compare a.obj b.obj --picture", "compare a.obj b.obj --picture b.jpg", "render a.obj",
           "render a.obj b.jpg", "render a.obj b.png --size 0", "render a.obj b.png --view up",
           "render a.obj b.png --size"})
     {
@@ -114,6 +117,126 @@ TEST(Tivtool, ConvertWeldsFlipsAndRoundTrips)
     run = tivtool("convert '" + dir + "/cube.obj' '" + dir + "/no/such/out.tiv'");
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(oneLine(run.err, dir + "/no/such/out.tiv")) << run.err;
+}
+
+TEST(Tivtool, CompareTellsWhatChanged)
+{
+    const std::string dir = testFolder();
+    const std::string square =
+        "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n";
+    const std::string quad = square + "f 1/1 2/2 3/3 4/4\n";
+    // Two quads sharing the edge 2-3; the second one's UVs continue the first's.
+    const std::string strip = square + "v 2 0 0\nv 2 1 0\nvt 2 0\nvt 2 1\n"
+                                       "f 1/1 2/2 3/3 4/4\nf 2/2 5/5 6/6 3/3\n";
+    const std::string rotated = square + "f 2/2 3/3 4/4 1/1\n";
+    const std::string reversed = square + "f 4/4 3/3 2/2 1/1\n";
+    // Vertex 2 moved by (0.375, 0.5, 0).
+    const std::string moved = "v 0 0 0\nv 1 0 0\nv 1.375 1.5 0\nv 0 1 0\n"
+                              "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n";
+    std::string seam = strip;
+    seam.replace(seam.rfind("2/2"), 3, "2/1"); // vertex 2 on the other side of a seam
+
+    // A NaN that the OBJ reader would not take, in a .tiv.
+    QDTivMesh nan = makeMesh({{0, 0, 0}, {1, 0, 0}, {std::nanf(""), 1, 0}}, {0, 1, 2, -1});
+    ASSERT_TRUE(nan.saveToTivFile((dir + "/nan.tiv").c_str(), false));
+    nan.m_vertices[2] = QDVector3f(1, 1, 0);
+    ASSERT_TRUE(nan.saveToTivFile((dir + "/finite.tiv").c_str(), false));
+    ASSERT_EQ(tivtool("convert " + writeCube(dir) + " '" + dir + "/cube.tiv' --weld --flip").status,
+              0);
+
+    struct Case
+    {
+        std::string a, b; // OBJ texts, or the names of files in the folder
+        std::string options;
+        int status;
+        std::vector<std::string> shown;
+    };
+    const std::vector<Case> cases = {
+        {quad, quad, "", 0, {"topology: same\nUV layout: same\n", "result: same"}},
+        // B's corners go back into A's order: its texture coordinates then match.
+        {quad,
+         rotated,
+         "",
+         0,
+         {"topology: same, 1 face with rotated corners\n",
+          "texture coordinates: largest move 0 at corner 0,"}},
+        {quad,
+         reversed,
+         "--json",
+         1,
+         {"\"first_different_face\": {\"face\": 0, \"a\": [0, 1, 2, 3], \"b\": [3, 2, 1, 0]}",
+          "\"same\": false"}},
+        {quad,
+         square + "f 1/1 2/2 3/3\n",
+         "",
+         1,
+         {"topology: different, corner counts differ (4 and 3); first at face 0: A (0, 1, 2, 3), "
+          "B (0, 1, 2)\n"}},
+        {quad,
+         moved,
+         "",
+         1,
+         {"positions: largest move 0.625 at vertex 2, root mean square 0.3125, 1 vertex moved more "
+          "than 0\n"}},
+        {quad, moved, "--tolerance 0.63", 0, {"0 vertices moved more than 0.63\n", "result: same"}},
+        {strip, seam, "", 1, {"UV layout: seams differ\n"}},
+        {seam, strip, "", 1, {"UV layout: seams differ\n"}},
+        {"cube.obj", "cube.tiv", "--weld --flip", 0, {"result: same"}},
+        {"cube.obj", "cube.tiv", "", 1, {"vertex counts differ (7 and 5)"}},
+        {"nan.tiv", "nan.tiv", "", 0, {"non-finite coordinates in A: 1 vertex (first: 2)"}},
+        {"nan.tiv",
+         "finite.tiv",
+         "--json",
+         1,
+         {"\"non_finite_vertices\": 1, \"first_non_finite_vertex\": 2",
+          "\"pairs\": 2, \"largest\": 0, \"largest_at\": 0, \"rms\": 0, \"moved\": 0, "
+          "\"not_measured\": 1"}},
+        {"cube.obj", "missing.tiv", "", 2, {"missing.tiv: No such file or directory"}},
+    };
+    int n = 0;
+    for (const Case& c : cases)
+    {
+        std::string files[2] = {c.a, c.b};
+        for (std::string& file : files)
+            if (file.find('\n') != std::string::npos)
+            {
+                writeBytes(dir + "/" + std::to_string(n) + ".obj", file);
+                file = std::to_string(n++) + ".obj";
+            }
+        CommandRun run = tivtool("compare '" + dir + "/" + files[0] + "' '" + dir + "/" + files[1] +
+                                 "' " + c.options);
+        const std::string& text = c.status == 2 ? run.err : run.out;
+        EXPECT_EQ(run.status, c.status) << files[0] << " " << files[1] << "\n"
+                                        << run.out << run.err;
+        for (const std::string& part : c.shown)
+            EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    }
+
+    // Pictures of B: the moved quad in the colour of the largest move, over a
+    // scale from blue at 0 to red; the reversed one marked, without a scale.
+    writeBytes(dir + "/quad.obj", quad);
+    writeBytes(dir + "/moved.obj", moved);
+    writeBytes(dir + "/reversed.obj", reversed);
+    RgbImage picture;
+    std::string message;
+    auto red = [&picture](int x, int y)
+    { return (picture.get(x, y) >> 16) > (picture.get(x, y) & 0xFF); };
+    for (const char* b : {"moved", "reversed"})
+    {
+        const std::string png = dir + "/" + b + ".png";
+        EXPECT_EQ(tivtool("compare '" + dir + "/quad.obj' '" + dir + "/" + b + ".obj' --picture '" +
+                          png + "'")
+                      .status,
+                  1);
+        ASSERT_TRUE(readPng(png, picture, message)) << message;
+        EXPECT_TRUE(picture.width == 512 && red(256, 256)) << b;
+        const bool scale = picture.get(451, 505) != s_renderBackground;
+        EXPECT_EQ(scale, b[0] == 'm') << b;
+        if (scale)
+        {
+            EXPECT_TRUE(!red(35, 505) && red(451, 505));
+        }
+    }
 }
 
 // Two unit quads side by side, the left one turned to the upper left, the

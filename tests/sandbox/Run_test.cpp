@@ -190,6 +190,7 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
         << first;
     EXPECT_TRUE(has(first, "texture: " + s_project + "/Sphere_diffuse.bmp (found)"));
     EXPECT_TRUE(has(first, "bounding box: (-10.000, -20.000, -15.000) to (10.000, 0.000, 5.000)"));
+    EXPECT_FALSE(has(first, "against the last arrival")) << first;
     // The stand-in's picture of the sphere: a disc, as wide as the picture's margins allow.
     RgbImage picture;
     std::string message;
@@ -233,6 +234,12 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     ASSERT_TRUE(exportModel(model, s_project + "/Sphere.obj.prevMV2PS.obj", written, error));
     std::string second = send();
     EXPECT_TRUE(has(second, "Sphere.tiv: 11904 vertices, 3968 faces")) << second;
+    // The stand-in kept the first arrival outside the exchange folder.
+    EXPECT_TRUE(has(second, "against the last arrival: topology different, vertex counts "
+                            "differ (1986 and 11904); first at face 0: "));
+    EXPECT_TRUE(has(second, "; UV layout not compared (the faces differ); largest vertex move "
+                            "not measured\n"));
+    EXPECT_TRUE(std::filesystem::is_directory(s_morvel + "_LastArrivals"));
     EXPECT_TRUE(
         has(second, "bounding box: (-20.000, -40.000, -30.000) to (20.000, 0.000, 10.000)"));
     EXPECT_EQ(launches("\n\n"), "\n\n");
@@ -252,12 +259,14 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
     const std::string notA3DLayer = "opened " + s_root + "/TivApps/Photoshop/Tiv_NotA3DLayer.mvs";
     const std::vector<Case> cases = {
         {"--not-3d", 0, {notA3DLayer}},
-        {"--deny-suite 'Photoshop Alias Utility Suite'", 1,
+        {"--deny-suite 'Photoshop Alias Utility Suite'",
+         1,
          {"The plug-in failed with 'Parm' (0x5061726D)", "nothing changed"}},
         {"--caller 'PS Other'", 0, {"suites still held: 0", "nothing changed"}},
         {"--layer Props/Cup", 0, {"Default/Props/Cup.obj: No such file or directory", notA3DLayer}},
         {"--layer " + std::string(255, 'a'), 0, {"File name too long", notA3DLayer}},
-        {"--layer " + std::string(256, 'b'), 0,
+        {"--layer " + std::string(256, 'b'),
+         0,
          {"export3DModel silently to " + s_project + "/.obj", ".tiv: 1986 vertices"}},
     };
     for (const Case& c : cases)

@@ -7,6 +7,7 @@
 // never sees half of it. It prints nothing: started from a plug-in, it may share the
 // editor's output, and would break into the middle of it.
 
+#include "ArrivalCheck.h"
 #include "MeshRender.h"
 #include "QDString.h"
 #include "QDTivMesh.h"
@@ -93,7 +94,7 @@ std::string describeMesh(const std::string& tivPath)
     return out;
 }
 
-std::string loadObjects(const std::string& root)
+std::string loadObjects(const std::string& root, const std::string& stem)
 {
     std::string out;
     std::string from = readText(root + "/TivMorvel/Tiv_Application.txt", 4096);
@@ -106,6 +107,7 @@ std::string loadObjects(const std::string& root)
         if (!object.empty() && object.back() == '\r') object.pop_back();
         if (object.empty()) continue;
         out += describeMesh(object + ".tiv");
+        out += checkArrival(stem, object + ".tiv");
         ++loaded;
     }
     if (loaded == 0) out += "the object list names no object\n";
@@ -146,7 +148,7 @@ int main(int argc, char** argv)
     if (!fileExists(script))
         summary += "the script does not exist\n";
     else if (name == "Tiv_LoadTextures.mvs")
-        summary += loadObjects(exchangeRootOf(script));
+        summary += loadObjects(exchangeRootOf(script), stem);
     else if (name == "Tiv_NotA3DLayer.mvs")
         summary += "shows: " + scriptMessage(script) + "\n";
     else

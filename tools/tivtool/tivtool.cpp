@@ -1,6 +1,7 @@
 // tivtool: what a mesh file holds, and conversion between OBJ and Tiv mesh
 // files with the same reader, writers, welding and axis conversion as a send.
 
+#include "CompareCommand.h"
 #include "MeshRender.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
@@ -18,6 +19,7 @@ namespace
 const char* const s_usage =
     "usage: tivtool info FILE\n"
     "       tivtool convert IN OUT [--weld] [--flip]\n"
+    "       tivtool compare A B [--weld] [--flip] [--tolerance T] [--picture OUT.png] [--json]\n"
     "       tivtool render IN OUT.png [--size N] [--view VIEW] [--uv]\n"
     "       tivtool --help\n"
     "\n"
@@ -26,14 +28,20 @@ const char* const s_usage =
     "            name and bounding box of the mesh\n"
     "  convert   reads IN (an OBJ with its texture coordinates and the colour\n"
     "            map of its MTL file) and writes OUT\n"
+    "  compare   whether B is A unchanged: counts, faces (rotated corners\n"
+    "            allowed), texture seams, and how far vertices and texture\n"
+    "            coordinates moved (more than T counts; T is 0 by default)\n"
     "  --weld    merges vertices at equal positions\n"
     "  --flip    negates y and z and flips texture v, as a send to the\n"
-    "            sculpting application does\n"
+    "            sculpting application does (compare: OBJ files only)\n"
     "  render    draws IN into the PNG picture OUT.png: orthographic, fitted\n"
     "            to the mesh, N pixels square (default 512, at most 8192)\n"
     "  --view    front (default), back, left, right, top, bottom or iso\n"
     "  --uv      draws the texture-coordinate layout in the unit square instead\n"
-    "exit status: 0 done, 1 a file could not be read or written, 2 usage error\n";
+    "  --picture B coloured by how far its faces moved\n"
+    "  --json    the comparison as one JSON object\n"
+    "exit status: 0 done, 1 a file could not be read or written, 2 usage error;\n"
+    "compare: 0 same, 1 different, 2 usage error or a file that cannot be read\n";
 
 enum Status
 {
@@ -139,11 +147,8 @@ int info(const std::string& path)
     return s_done;
 }
 
-int convert(const std::string& in, const std::string& out, bool weld, bool flip)
+void weldAndFlip(QDTivMesh& mesh, bool weld, bool flip)
 {
-    QDTivMesh mesh;
-    std::string failure = readMesh(in, mesh);
-    if (!failure.empty()) return fileError(in, failure);
     if (weld) mesh.mergeEqualVertices();
     if (flip)
     {
@@ -151,6 +156,22 @@ int convert(const std::string& in, const std::string& out, bool weld, bool flip)
         doFlipV_PhotoshopToMorvel(mesh.m_cornerUVs);
         doFlipV_PhotoshopToMorvel(mesh.m_uniqueUVs);
     }
+}
+
+// A sent .tiv is already welded and flipped: only OBJ operands are.
+std::string readCompareOperand(const std::string& path, QDTivMesh& mesh, bool weld, bool flip)
+{
+    std::string failure = readMesh(path, mesh);
+    if (failure.empty() && kindOf(path) == s_objKind) weldAndFlip(mesh, weld, flip);
+    return failure;
+}
+
+int convert(const std::string& in, const std::string& out, bool weld, bool flip)
+{
+    QDTivMesh mesh;
+    std::string failure = readMesh(in, mesh);
+    if (!failure.empty()) return fileError(in, failure);
+    weldAndFlip(mesh, weld, flip);
     errno = 0;
     failure = writeMesh(out, mesh);
     if (!failure.empty()) return fileError(out, failure);
@@ -205,6 +226,9 @@ int main(int argc, char** argv)
 {
     if (argc > 1 && strcmp(argv[1], "render") == 0)
         return render(std::vector<std::string>(argv + 2, argv + argc));
+    // compare has options of its own and exit statuses of its own.
+    if (argc > 1 && std::string(argv[1]) == "compare")
+        return compareCommand(std::vector<std::string>(argv + 2, argv + argc), readCompareOperand);
     std::vector<std::string> words;
     bool weld = false, flip = false;
     for (int i = 1; i < argc; ++i)

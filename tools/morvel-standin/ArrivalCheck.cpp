@@ -1,0 +1,58 @@
+#include "ArrivalCheck.h"
+
+#include "MeshCompare.h"
+#include "QDTivMesh.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <sys/stat.h>
+
+namespace
+{
+// Objects are named by their full path; layer names may hold slashes and be
+// long. The copy's name is the last part of it, shortened, and a hash of the whole.
+std::string copyName(const std::string& object)
+{
+    uint64_t hash = 1469598103934665603ull;
+    for (unsigned char ch : object)
+        hash = (hash ^ ch) * 1099511628211ull;
+    std::string leaf = object.substr(object.rfind('/') + 1).substr(0, 100);
+    char text[24];
+    snprintf(text, sizeof(text), "-%016llx", (unsigned long long)hash);
+    return leaf + text;
+}
+
+// Written whole beside the copy, then renamed over it.
+bool copyFile(const std::string& from, const std::string& to)
+{
+    FILE* in = fopen(from.c_str(), "rb");
+    if (!in) return false;
+    const std::string partial = to + ".partial";
+    FILE* out = fopen(partial.c_str(), "wb");
+    bool copied = out != nullptr;
+    char buffer[1 << 16];
+    size_t n = 0;
+    while (copied && (n = fread(buffer, 1, sizeof(buffer), in)) > 0)
+        copied = fwrite(buffer, 1, n, out) == n;
+    copied = copied && !ferror(in);
+    fclose(in);
+    if (out && fclose(out) != 0) copied = false;
+    if (copied) copied = rename(partial.c_str(), to.c_str()) == 0;
+    if (!copied) remove(partial.c_str());
+    return copied;
+}
+} // namespace
+
+std::string checkArrival(const std::string& stem, const std::string& tivPath)
+{
+    QDTivMesh now, last;
+    if (!now.loadFromTivFile(tivPath.c_str())) return "";
+    const std::string folder = stem + "_LastArrivals";
+    const std::string stemOfObject = tivPath.substr(0, tivPath.size() - 4); // without ".tiv"
+    const std::string copy = folder + "/" + copyName(stemOfObject) + ".tiv";
+    std::string line;
+    if (last.loadFromTivFile(copy.c_str())) line = "  " + arrivalLine(compareMeshes(last, now, 0));
+    mkdir(folder.c_str(), 0755);
+    copyFile(tivPath, copy);
+    return line;
+}
