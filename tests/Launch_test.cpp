@@ -46,8 +46,9 @@ TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
     using namespace QDLaunchCommands;
     EXPECT_TRUE(isBundle("/A/M.app") && isBundle("x.APP") && isShellScript("/A/run.Sh"));
     EXPECT_FALSE(isBundle("/A/M.app/") || isBundle("/A/app") || isShellScript("/A/bash"));
-    // Nothing is escaped: the quote inside ends the quoting early.
-    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", "it's")), "/bin/tool 'it's'");
+    // Nothing is escaped: the quote inside ends the quoting early. The shell
+    // gets the path without its volume.
+    EXPECT_EQ(toStd(makeShellLaunchCommand("Disk:/bin/tool", "it's")), "/bin/tool 'it's'");
     EXPECT_EQ(toStd(QDDiskServer::getApplicationX86Folder(true)), "/Applications");
 
     // The shell waits for these, so the records are there on return; its
@@ -55,9 +56,10 @@ TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
     std::string dir = testFolder(), record = dir + "/record.txt";
     writeRecordingScript(dir + "/run.Sh", record);
     writeRecordingScript(dir + "/tool", record);
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), "a b"));
+    EXPECT_TRUE(
+        QDDiskServer::launchApplication(("Macintosh HD:" + dir + "/run.Sh").c_str(), "a b"));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), ""));
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/tool").c_str(), "c d"));
+    EXPECT_TRUE(QDDiskServer::launchApplication(("file:" + dir + "/tool").c_str(), "c d"));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing.sh").c_str(), ""));
     EXPECT_EQ(waitForRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
 
