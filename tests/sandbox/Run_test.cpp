@@ -202,7 +202,12 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     HostExport written;
     std::string error;
     ASSERT_TRUE(exportModel(model, s_project + "/Sphere.obj.prevMV2PS.obj", written, error));
+    // The first send's texture goes before the second export writes its own: a
+    // link kept to it still holds the first file, not the one written now.
+    const std::string texture = s_project + "/Sphere_diffuse.bmp";
+    std::filesystem::create_hard_link(texture, m_folder + "/first.bmp");
     std::string second = send();
+    EXPECT_FALSE(std::filesystem::equivalent(texture, m_folder + "/first.bmp"));
     EXPECT_TRUE(has(second, "Sphere.tiv: 11904 vertices, 3968 faces")) << second;
     EXPECT_TRUE(
         has(second, "bounding box: (-20.000, -40.000, -30.000) to (20.000, 0.000, 10.000)"));
