@@ -40,6 +40,27 @@ void BM_readFileAsStringLines(benchmark::State& state)
 }
 BENCHMARK(BM_readFileAsStringLines)->Unit(benchmark::kMillisecond);
 
+// The costliest file per byte: 8 MB of one-character lines, each a string of
+// its own. Run alone under /usr/bin/time -v for the peak memory of one read.
+void BM_readFileAsStringLinesOfOneCharacter(benchmark::State& state)
+{
+    std::string text;
+    text.reserve(8u << 20);
+    while (text.size() < 8u << 20)
+        text += "a\n";
+    std::string path = scratch("short.txt");
+    writeFile(path, text);
+    text = std::string();
+    for (auto _ : state)
+    {
+        QDArray<QDString> lines;
+        benchmark::DoNotOptimize(QDDiskServer::readFileAsStringLines(path.c_str(), lines));
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(8u << 20));
+    unlink(path.c_str());
+}
+BENCHMARK(BM_readFileAsStringLinesOfOneCharacter)->Unit(benchmark::kMillisecond);
+
 void BM_copyFile(benchmark::State& state)
 {
     std::string bytes(64u << 20, 'm');

@@ -18,6 +18,27 @@ bool noChildLeft()
 {
     return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
 }
+
+// A child running the command, returned once it runs the program (no longer
+// this one).
+pid_t startChild(std::vector<std::string> command)
+{
+    std::vector<char*> argv;
+    for (std::string& argument : command)
+        argv.push_back(&argument[0]);
+    argv.push_back(nullptr);
+    pid_t pid = fork();
+    if (pid == 0)
+    {
+        execvp(argv[0], argv.data());
+        _exit(127);
+    }
+    std::error_code ec;
+    const std::string exe = "/proc/" + std::to_string(pid) + "/exe";
+    for (int i = 0; i < 500 && std::filesystem::equivalent(exe, "/proc/self/exe", ec); ++i)
+        usleep(10000);
+    return pid;
+}
 } // namespace
 
 TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
@@ -25,8 +46,9 @@ TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
     using namespace QDLaunchCommands;
     EXPECT_TRUE(isBundle("/A/M.app") && isBundle("x.APP") && isShellScript("/A/run.Sh"));
     EXPECT_FALSE(isBundle("/A/M.app/") || isBundle("/A/app") || isShellScript("/A/bash"));
-    // Nothing is escaped: the quote inside ends the quoting early.
-    EXPECT_EQ(toStd(makeShellLaunchCommand("/bin/tool", "it's")), "/bin/tool 'it's'");
+    // Nothing is escaped: the quote inside ends the quoting early. The shell
+    // gets the path without its volume.
+    EXPECT_EQ(toStd(makeShellLaunchCommand("Disk:/bin/tool", "it's")), "/bin/tool 'it's'");
     EXPECT_EQ(toStd(QDDiskServer::getApplicationX86Folder(true)), "/Applications");
 
     // The shell waits for these, so the records are there on return; its
@@ -34,9 +56,10 @@ TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
     std::string dir = testFolder(), record = dir + "/record.txt";
     writeRecordingScript(dir + "/run.Sh", record);
     writeRecordingScript(dir + "/tool", record);
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), "a b"));
+    EXPECT_TRUE(
+        QDDiskServer::launchApplication(("Macintosh HD:" + dir + "/run.Sh").c_str(), "a b"));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/run.Sh").c_str(), ""));
-    EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/tool").c_str(), "c d"));
+    EXPECT_TRUE(QDDiskServer::launchApplication(("file:" + dir + "/tool").c_str(), "c d"));
     EXPECT_TRUE(QDDiskServer::launchApplication((dir + "/missing.sh").c_str(), ""));
     EXPECT_EQ(waitForRuns(record), (Runs{{"a b"}, {}, {"c d"}}));
 
@@ -109,6 +132,11 @@ TEST(Launch, RunningProcessIsFoundByItsExecutableOrItsScript)
                              "' ] && [ $i -lt 600 ]; do sleep 0.05; i=$((i+1)); done");
     std::filesystem::create_directories(binary + "/Contents/MacOS");
     std::filesystem::copy_file("/bin/sleep", bundleExecutable(binary));
+    // Processes that only name the script do not run it: a tail of it, and its
+    // interpreter running another script with it as an argument.
+    writeBytes(dir + "/wait.sh", "while [ ! -e '" + stop + "' ]; do sleep 0.05; done\n");
+    const pid_t decoys[] = {startChild({"tail", "-f", bundleExecutable(scripted)}),
+                            startChild({"/bin/sh", dir + "/wait.sh", bundleExecutable(scripted)})};
     EXPECT_FALSE(QDDiskServer::getRunningProcess(scripted.c_str(), psn) ||
                  QDDiskServer::getRunningProcess(binary.c_str(), psn));
 
@@ -135,6 +163,11 @@ TEST(Launch, RunningProcessIsFoundByItsExecutableOrItsScript)
 
     // Once it has ended it is no longer found.
     writeBytes(stop, "");
+    for (pid_t decoy : decoys)
+    {
+        kill(decoy, SIGKILL);
+        waitpid(decoy, nullptr, 0);
+    }
     bool running = true;
     for (int i = 0; i < 500 && running; ++i)
         if ((running = QDDiskServer::getRunningProcess(scripted.c_str(), psn))) usleep(10000);

@@ -153,6 +153,11 @@ TEST_F(PluginEntry, ReleaseFollowsItsOwnOrderAndHappensOnce)
     std::vector<std::string> events = editor.events();
     ASSERT_EQ(events.size(), 16u) << testing::PrintToString(events);
 
+    // Without the basic suite a release is skipped, silently: the suites stay held.
+    sSPBasic = nullptr;
+    PIUSuitesRelease();
+    EXPECT_TRUE(editor.events().size() == 16u && sPSResource.isAcquired());
+    sSPBasic = editor.basicSuite();
     PIUSuitesRelease();
     PIUSuitesRelease();
     for (std::string& event : events)

@@ -56,14 +56,15 @@ TEST(QDBinaryFile, ClosedFileRefusesEverything)
     EXPECT_FALSE(file.open((testFolder() + "/missing/x.bin").c_str(), "rb"));
 }
 
-TEST(QDBinaryFile, CountsTheFileCannotHoldFailWithoutAllocating)
+TEST(QDBinaryFile, CountsTheFileCannotFillKeepTheirLengthWithinTheReadersBound)
 {
     std::string path = testFolder() + "/counts.bin";
     QDBinaryFile file;
     QDArray<QDVector3f> points;
     QDArray<int> ints;
     QDString text("kept?");
-    // 2^31-1 vectors would be 24 GiB; the failed read ends at the end of the file.
+    // 2^31-1 vectors would be 24 GiB, far beyond the bound for a 32-byte file:
+    // nothing is allocated, and the failed read ends at the end of the file.
     writeBytes(path, le32(0x7FFFFFFF) + zeros(24) + le32(7));
     ASSERT_TRUE(file.open(path.c_str(), "rb"));
     EXPECT_FALSE(file.read(points) || file.read(ints));
@@ -75,6 +76,17 @@ TEST(QDBinaryFile, CountsTheFileCannotHoldFailWithoutAllocating)
     ASSERT_TRUE(file.open(path.c_str(), "rb"));
     EXPECT_FALSE(file.read(text));
     EXPECT_TRUE(text.isNull());
+
+    // Within the bound the value is as long as its count says, zero past what
+    // the file holds, and the read fails.
+    writeBytes(path, le32(3) + le32(5) + le32(1 << 20) + "abc");
+    ASSERT_TRUE(file.open(path.c_str(), "rb"));
+    EXPECT_FALSE(file.read(ints));
+    EXPECT_EQ(values(ints), (std::vector<int>{5, 1 << 20, 0x636261}));
+    writeBytes(path, le32(0x00400000) + "ab");
+    ASSERT_TRUE(file.open(path.c_str(), "rb"));
+    EXPECT_FALSE(file.read(text));
+    EXPECT_TRUE(text.length() == 2 && text.c_str()[0x003FFFFF] == 0);
     writeBytes(path, le32(2) + le32(5) + le32(6)); // exactly fits
     ASSERT_TRUE(file.open(path.c_str(), "rb"));
     EXPECT_TRUE(file.read(ints) && ints.size() == 2 && ints[1] == 6);

@@ -82,7 +82,7 @@ TEST(QDDiskServerWholeFile, ReadAndWriteAtMost4096Bytes)
                  DS::writeFileFromString(path(folder, "text.txt/x"), "abc"));
 }
 
-TEST(QDDiskServerWholeFile, LinesKeepTheRepeatedLastByteAndABoundedSize)
+TEST(QDDiskServerWholeFile, LinesKeepTheRepeatedLastByteAndShortLinesReadWhole)
 {
     QDString file = path(testFolder(), "lines.txt");
     const std::pair<std::string, std::vector<std::string>> cases[] = {
@@ -103,17 +103,27 @@ TEST(QDDiskServerWholeFile, LinesKeepTheRepeatedLastByteAndABoundedSize)
     EXPECT_FALSE(DS::readFileAsStringLines(file + "/x", lines));
     EXPECT_EQ(lines.size(), 0);
 
-    // One string per byte would take many times the file: such a file is damaged.
-    writeBytes(file.c_str(), std::string(6 << 20, '\n'));
-    lines.resize(2);
-    EXPECT_FALSE(DS::readFileAsStringLines(file, lines));
-    EXPECT_EQ(lines.size(), 0);
-    std::string text;
-    while (text.size() < 6u << 20)
-        text += "v 1.5 -2 " + std::to_string(text.size() % 9973) + "\n";
-    writeBytes(file.c_str(), text);
-    ASSERT_TRUE(DS::readFileAsStringLines(file, lines));
-    EXPECT_EQ(size_t(lines.size()), size_t(std::count(text.begin(), text.end(), '\n') + 1));
+    // Short lines cost many times their bytes and still read whole: the file
+    // only fails when it cannot be opened.
+    struct Large
+    {
+        std::string unit;
+        size_t bytes, linesPerUnit;
+    };
+    const Large large[] = {{"a\n", 2 << 20, 1}, {"\r\n", 3 << 20, 2}, {"12345\n", 8 << 20, 1}};
+    for (const Large& c : large)
+    {
+        std::string text;
+        while (text.size() < c.bytes)
+            text += c.unit;
+        writeBytes(file.c_str(), text);
+        lines.resize(2);
+        ASSERT_TRUE(DS::readFileAsStringLines(file, lines)) << c.unit;
+        // Every unit's lines, then the empty one of the repeated LF.
+        EXPECT_EQ(size_t(lines.size()), text.size() / c.unit.size() * c.linesPerUnit + 1);
+        EXPECT_EQ(toStd(lines[0]), c.unit.substr(0, c.unit.find_first_of("\r\n")));
+        EXPECT_TRUE(lines[lines.size() - 1].isNull());
+    }
 }
 
 TEST(QDDiskServerFolders, ExistenceCreationRenamingDeletionAndModes)

@@ -66,7 +66,11 @@ TEST_F(QDLogServerTest, MarginIsTwoBlanksPerLevelAndOnlyDecrementClamps)
         states += state() + " ";
     }
     EXPECT_EQ(states, "3[      ] 0[<null>] 0[<null>] -5[<null>] 1[  ] 2[    ] ");
-    // Runaway callers saturate instead of wrapping round.
+    // Runaway callers saturate instead of wrapping round, and the margin text
+    // stops at a log line's width.
+    QDLogServer::incrMarginOffset(INT_MAX);
+    EXPECT_TRUE(QDLogServer::m_curMarginOffset == INT_MAX &&
+                QDLogServer::m_curMarginOffsetString.length() == 4096);
     QDLogServer::incrMarginOffset(INT_MIN);
     QDLogServer::incrMarginOffset(INT_MIN);
     EXPECT_EQ(QDLogServer::m_curMarginOffset, INT_MIN);

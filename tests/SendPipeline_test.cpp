@@ -197,6 +197,23 @@ TEST_F(SendPipeline, UnwritableMeshFileFailsSilentlyWithoutLaunch)
                 waitForRuns(m_tree.morvelRecord).empty());
 }
 
+TEST_F(SendPipeline, ExchangeFilesLauncherAndScriptThatFailOnlyShowInTheLog)
+{
+    // Folders stand where the application file and object list go, the
+    // launcher is gone and so is the loading script: the mesh is still sent.
+    writeLayer("Layer");
+    for (const char* name : {"/Tiv_Application.txt", "/Tiv_ObjectList.txt"})
+        std::filesystem::create_directories(m_root + "/TivMorvel" + name);
+    std::filesystem::remove_all(m_root + "/TivMorvel/TivMorvelFromApp.app");
+    std::filesystem::remove(m_tree.photoshopFile("Tiv_LoadTextures.mvs"));
+    EXPECT_TRUE(TivPSServer::goToMorvel(names({project("Layer")})));
+    EXPECT_EQ(imported(project("Layer.tiv"), true).m_vertices.size(), 4);
+    for (const char* line : {"objectList file written!!", " MorvelWasRunning = 0", " -> FAILED!"})
+        EXPECT_TRUE(logged(line)) << line;
+    EXPECT_TRUE(waitForRuns(m_tree.launcherRecord).empty() &&
+                waitForRuns(m_tree.morvelRecord).empty());
+}
+
 TEST_F(SendPipeline, ScriptsOpenInTheConfiguredApplicationOnly)
 {
     const std::string script = m_tree.photoshopFile("Tiv_LoadTextures.mvs");

@@ -125,13 +125,14 @@ TEST(TivMeshFile, HostileFilesFailOrStayInBounds)
     loaded(header + claims + claims + endBlock, false);
 
     // Sizes that disagree with the count: the array keeps its count, the next
-    // header is found at the block's end (groups: count x 2 bytes).
+    // header is found at the block's end (groups: count x 2 bytes, whatever the
+    // size says, even one below the header's own).
     QDTivMesh back =
         loaded(header + block(10001, 40, 1, f32(1) + f32(2) + f32(3) + "extraextraex") +
                block(20001, 16, 1, "") + endBlock);
     EXPECT_TRUE(back.m_vertices.size() == 1 && back.m_vertices[0].z() == 3.0f);
     EXPECT_EQ(back.m_faceVertexIndices.size(), 4);
-    back = loaded(header + block(10001, 20, 2, f32(9)) + block(40001, 16, 1, std::string("\1", 2)) +
+    back = loaded(header + block(10001, 20, 2, f32(9)) + block(40001, 4, 1, std::string("\1", 2)) +
                   endBlock);
     EXPECT_TRUE(back.m_vertices.size() == 2 && back.m_vertices[1].x() == 0.0f);
     EXPECT_EQ(back.m_faceGroups[0], 1);

@@ -25,13 +25,15 @@ bool QDLaunchCommands::isBundle(const QDString& appPath)
 
 QDString QDLaunchCommands::makeShellLaunchCommand(const QDString& appPath, const QDString& argument)
 {
-    if (isShellScript(appPath))
+    // The shell knows no volume or "file:" prefix.
+    QDString path(appPath.getValidFilePath());
+    if (isShellScript(path))
     {
-        QDString command = QDString("sh ") + appPath.quoted();
+        QDString command = QDString("sh ") + path.quoted();
         if (!argument.empty()) command += QDString(" ") + argument.quoted();
         return command;
     }
-    QDString command(appPath);
+    QDString command(path);
     if (!argument.empty()) command += QDString(" ") + argument.quoted("'");
     return command;
 }

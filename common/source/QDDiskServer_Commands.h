@@ -10,8 +10,9 @@ namespace QDLaunchCommands
 bool isShellScript(const QDString& appPath);
 bool isBundle(const QDString& appPath);
 
-// `sh "path" "argument"` for a script, `path 'argument'` for anything else;
-// the argument part only when it is not empty. Nothing inside is escaped.
+// `sh "path" "argument"` for a script, `path 'argument'` for anything else,
+// the path without its volume or "file:" prefix; the argument part only when
+// it is not empty. Nothing inside is escaped.
 QDString makeShellLaunchCommand(const QDString& appPath, const QDString& argument);
 // Runs the command above; the exit status is not looked at.
 bool launchThroughShell(const QDString& appPath, const QDString& argument);

@@ -232,7 +232,12 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     HostExport written;
     std::string error;
     ASSERT_TRUE(exportModel(model, s_project + "/Sphere.obj.prevMV2PS.obj", written, error));
+    // The first send's texture goes before the second export writes its own: a
+    // link kept to it still holds the first file, not the one written now.
+    const std::string texture = s_project + "/Sphere_diffuse.bmp";
+    std::filesystem::create_hard_link(texture, m_folder + "/first.bmp");
     std::string second = send();
+    EXPECT_FALSE(std::filesystem::equivalent(texture, m_folder + "/first.bmp"));
     EXPECT_TRUE(has(second, "Sphere.tiv: 11904 vertices, 3968 faces")) << second;
     // The stand-in kept the first arrival outside the exchange folder.
     EXPECT_TRUE(has(second, "against the last arrival: topology different, vertex counts "

@@ -11,8 +11,10 @@ static_assert(sizeof(QDVector3f) == 12 && sizeof(QDVector2f) == 8,
 
 namespace
 {
-// What a count may claim when the stream cannot tell how much it still holds.
-const long s_unknownSizeAllowance = 16L * 1024 * 1024;
+// What a count may make the reader allocate: a few times the file's size plus
+// a fixed allowance (the allowance alone when the stream cannot tell its size).
+const unsigned long long s_countAllowance = 16ull * 1024 * 1024;
+const unsigned long long s_countBytesPerFileByte = 4;
 
 const unsigned char s_zeros[4] = {0, 0, 0, 0};
 
@@ -88,16 +90,18 @@ bool QDBinaryFile::writeCounted(int count, const void* data, unsigned long eleme
     return write(count) && writeBytes(data, (unsigned long)count * elementSize);
 }
 
-// A count the rest of the file cannot fill would fail the read anyway; it fails
-// here before anything is allocated for it, and the position moves to the end
-// of the file as the short read would have moved it.
+// A count the file cannot fill still gets its value, zero-filled past what is
+// there, and a false read. A count beyond the reader's bound marks the file as
+// damaged: it fails here before anything is allocated for it, and the position
+// moves to the end of the file as a short read would have moved it.
 bool QDBinaryFile::readCount(int& count, unsigned long elementSize) const
 {
     if (!read(count)) return false;
-    long remaining = getRemainingBytes();
-    long limit = remaining < 0 ? s_unknownSizeAllowance : remaining;
-    if (count >= 0 && (unsigned long)count * elementSize <= (unsigned long)limit) return true;
-    if (remaining >= 0) QDDiskServer::fileSeek(m_file, 0, SEEK_END);
+    long size = QDDiskServer::fileSize(m_file);
+    unsigned long long limit =
+        s_countAllowance + s_countBytesPerFileByte * (size > 0 ? (unsigned long long)size : 0);
+    if (count >= 0 && (unsigned long long)count * elementSize <= limit) return true;
+    QDDiskServer::fileSeek(m_file, 0, SEEK_END);
     return false;
 }
 

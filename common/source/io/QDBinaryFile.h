@@ -39,7 +39,9 @@ public:
         checkElementType<T>();
         return writeCounted(array.size(), array.begin(), sizeof(T));
     }
-    // Fails, without allocating, when the file cannot hold the stored count.
+    // A count the file cannot fill gives that many elements, zero past what
+    // was there, and false; one beyond the reader's bound fails without
+    // allocating and leaves the array empty.
     template <typename T> bool read(QDArray<T>& array) const
     {
         checkElementType<T>();

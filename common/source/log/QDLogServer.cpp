@@ -10,6 +10,12 @@ QDString QDLogServer::m_curMarginOffsetString;
 timeval QDLogServer::s_startTimeVal = {0, 0};
 QDLogServer::LineObserver QDLogServer::s_lineObserver = nullptr;
 
+namespace
+{
+// The longest line the log formats; a margin wider than that could never show.
+const int s_maxLineLength = 4096;
+} // namespace
+
 void QDLogServer::init(bool)
 {
     m_initialized = true;
@@ -21,7 +27,7 @@ void QDLogServer::setLogFile(QDString) {}
 void QDLogServer::printLine(QDString format, ...)
 {
     if (!s_lineObserver) return;
-    char line[4096] = "";
+    char line[s_maxLineLength] = "";
     if (!format.isNull())
     {
         va_list args;
@@ -74,9 +80,11 @@ void QDLogServer::decrMarginOffset(int n)
 
 void QDLogServer::rebuildMargin()
 {
-    // create() leaves the null string for a level of 0 or below.
+    // create() leaves the null string for a level of 0 or below. The text
+    // stops at a line's width: a runaway level must not cost gigabytes of
+    // blanks, since nothing here may fail.
     long long spaces = 2LL * m_curMarginOffset;
-    m_curMarginOffsetString.create(spaces > INT_MAX ? INT_MAX : int(spaces), ' ');
+    m_curMarginOffsetString.create(spaces > s_maxLineLength ? s_maxLineLength : int(spaces), ' ');
 }
 
 void QDLogBloc::start(int n)

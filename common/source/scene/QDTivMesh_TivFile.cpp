@@ -111,6 +111,9 @@ bool readFaceGroups(const QDTivFile& file, const Tiv_Header& header, LoadBudget&
 
 bool readBlock(QDTivMesh& mesh, const QDTivFile& file, const Tiv_Header& header, LoadBudget& budget)
 {
+    // Every block but the group block is read or skipped by its size, and a
+    // size below the header's own would step backwards.
+    if (header.tag != s_faceGroupsTag && header.size < QDTivFile::s_blockHeaderBytes) return false;
     const unsigned long long count = header.count;
     switch (header.tag)
     {
@@ -179,9 +182,8 @@ bool QDTivMesh::loadFromTivFile(const QDString& path)
     Tiv_Header header;
     while (file.readTivBlockHeader(header) && header.tag != 0)
     {
-        // A size below the header's own would step backwards; a claim beyond
-        // the budget would allocate far more than the file could fill.
-        if (header.size < QDTivFile::s_blockHeaderBytes || !readBlock(*this, file, header, budget))
+        // A claim beyond the budget would allocate far more than the file could fill.
+        if (!readBlock(*this, file, header, budget))
         {
             clear();
             return false;

@@ -143,27 +143,39 @@ bool QDDiskServer::writeFileFromString(const QDString& path, const QDString& tex
 
 namespace
 {
+// What a line costs besides its characters and terminator: its slot in the
+// list and the heap block of a short string (32 bytes at least).
+const long long s_lineOverhead = (long long)sizeof(QDString) + 32;
+
+bool isLineBreak(char c)
+{
+    return c == '\r' || c == '\n';
+}
+
 // Collects lines the way the line reader has always cut them: CR and LF each
 // close a line, so CR LF leaves an empty line behind.
 //
-// A file of nothing but line breaks would make one string per byte, so what
-// the lines may take is capped at a few times the file's size: a file beyond
-// that is treated as damaged, like a hostile count in a binary file.
+// Short lines cost many times their bytes, so the budget is counted per line:
+// every line the file can hold (one per byte, plus the repeated last byte's)
+// may take the fixed overhead besides its characters, on top of a few times
+// the file's size. A stable file always fits; only one that grows while it is
+// read can outrun it, and is then treated as damaged.
 class LineCollector
 {
 public:
     LineCollector(QDArray<QDString>& lines, long fileSize)
-        : m_lines(lines), m_budget(16LL * 1048576 + 4LL * (fileSize > 0 ? fileSize : 0))
+        : m_lines(lines), m_budget(budgetFor(fileSize > 0 ? fileSize : 0))
     {
         m_line.reserve(1024);
     }
 
-    // False once the lines outgrow their budget or what a string can index.
+    // False once the lines outgrow their budget or what a string or the list
+    // can index.
     bool add(char c)
     {
-        if (c == '\r' || c == '\n') return closeLine();
+        if (isLineBreak(c)) return closeLine();
         if (m_line.size() == m_line.capacity() &&
-            (m_line.size() >= INT_MAX / 2 || cost() + m_line.capacity() > m_budget))
+            (m_line.size() >= INT_MAX / 2 || m_cost + 2LL * m_line.capacity() > m_budget))
             return false;
         m_line.push_back(c);
         return true;
@@ -172,72 +184,79 @@ public:
     bool finish() { return m_line.empty() || closeLine(); }
 
 private:
-    // What the heap really takes for a string of that length: a header beside
-    // the characters, 16-byte steps, 32 bytes at least.
-    static long long blockSize(long long length)
+    static long long budgetFor(long long fileSize)
     {
-        long long block = (length + 1 + 8 + 15) / 16 * 16;
-        return block < 32 ? 32 : block;
-    }
-
-    long long cost() const
-    {
-        return (long long)m_lines.capacity() * (long long)sizeof(QDString) + m_textBytes +
-               m_line.capacity();
+        return 16LL * 1048576 + 4 * fileSize + s_lineOverhead * (fileSize + 2);
     }
 
     bool closeLine()
     {
-        if (m_lines.size() == m_lines.capacity() &&
-            cost() + (long long)(m_lines.capacity() + 1) * (long long)sizeof(QDString) > m_budget)
-            return false;
+        long long length = m_line.size();
+        m_cost += s_lineOverhead + (length > 0 ? length + 1 : 0);
+        if (m_lines.size() == INT_MAX || m_cost + m_line.capacity() > m_budget) return false;
         m_lines.push_back(QDString());
-        if (!m_line.empty())
+        if (length > 0)
         {
             m_lines[m_lines.size() - 1].create(m_line.begin(), m_line.end());
-            m_textBytes += blockSize(m_line.size());
             m_line.clear();
         }
-        return cost() <= m_budget;
+        return true;
     }
 
     QDArray<QDString>& m_lines;
     QDArray<char> m_line;
-    long long m_textBytes = 0;
+    long long m_cost = 0;
     const long long m_budget;
 };
-} // namespace
 
-bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>& lines)
+// Feeds the whole file, chunk by chunk, to `take`. The last byte read is
+// handed over once more at the end: this reader has always tested the end
+// before reading and ignored the read's count, so the read that meets the end
+// repeated the previous byte, and callers have always seen it twice. An empty
+// file has no last byte to repeat.
+template <typename Take> bool readBytesRepeatingTheLast(QDDiskServer::FileHandle file, Take take)
 {
-    lines.clear();
-    FileHandle file = fileOpen(path, "r");
-    if (file == s_invalidFile) return false;
-    QDArray<QDString> collected;
-    LineCollector collector(collected, fileSize(file));
     char chunk[16384];
     char last = 0;
     bool anyByte = false;
-    bool done = true;
     for (;;)
     {
-        unsigned long n = fileRead(file, chunk, sizeof(chunk));
-        for (unsigned long i = 0; i < n && done; ++i)
-            done = collector.add(chunk[i]);
+        unsigned long n = QDDiskServer::fileRead(file, chunk, sizeof(chunk));
+        for (unsigned long i = 0; i < n; ++i)
+            if (!take(chunk[i])) return false;
         if (n > 0)
         {
             last = chunk[n - 1];
             anyByte = true;
         }
-        if (!done || n < sizeof(chunk)) break;
+        if (n < sizeof(chunk)) break;
     }
-    done = done && !ferror(file);
-    // This reader has always tested the end before reading and ignored the
-    // read's count, so the read that meets the end hands the last byte over
-    // once more. Callers have always seen that byte twice, so it stays; an
-    // empty file has no last byte to repeat.
-    if (done && anyByte) done = collector.add(last);
-    done = done && collector.finish();
+    return !ferror(file) && (!anyByte || take(last));
+}
+} // namespace
+
+// The lines are counted first so that the list is allocated once at its size:
+// grown by doubling, it would hold up to twice the slots it needs, and three
+// times while it moves.
+bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>& lines)
+{
+    lines.clear();
+    FileHandle file = fileOpen(path, "r");
+    if (file == s_invalidFile) return false;
+    long long breaks = 0;
+    bool done = readBytesRepeatingTheLast(file,
+                                          [&breaks](char c)
+                                          {
+                                              breaks += isLineBreak(c);
+                                              return true;
+                                          }) &&
+                fileSeek(file, 0, SEEK_SET) == 0;
+    QDArray<QDString> collected;
+    if (done && breaks < INT_MAX) collected.reserve(int(breaks + 1));
+    LineCollector collector(collected, fileSize(file));
+    done = done &&
+           readBytesRepeatingTheLast(file, [&collector](char c) { return collector.add(c); }) &&
+           collector.finish();
     fileClose(file);
     if (done) lines.swap(collected);
     return done;

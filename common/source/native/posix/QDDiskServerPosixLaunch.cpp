@@ -10,6 +10,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -53,21 +54,39 @@ bool resolveExecutable(const QDString& appPath, QDString& executable, FileIdenti
     return true;
 }
 
-bool isInterpretedScript(const QDString& executable)
+// The interpreter that the kernel starts for a script: the path on its "#!"
+// line and that line's one optional argument (the rest of the line, as one).
+struct Interpreter
 {
-    char head[2] = {0, 0};
-    FILE* file = fopen(executable.c_str(), "rb");
+    FileIdentity id;
+    QDString argument;
+};
+
+bool readInterpreter(const QDString& script, Interpreter& interpreter)
+{
+    char line[256] = {};
+    FILE* file = fopen(script.c_str(), "rb");
     if (!file) return false;
-    size_t n = fread(head, 1, 2, file);
+    size_t n = fread(line, 1, sizeof(line) - 1, file);
     fclose(file);
-    return n == 2 && head[0] == '#' && head[1] == '!';
+    if (n < 2 || line[0] != '#' || line[1] != '!') return false;
+    line[strcspn(line, "\n")] = 0;
+    const char* blanks = " \t";
+    char* path = line + 2 + strspn(line + 2, blanks);
+    char* rest = path + strcspn(path, blanks);
+    if (*rest) *rest++ = 0;
+    rest += strspn(rest, blanks);
+    size_t end = strlen(rest);
+    while (end > 0 && strchr(blanks, rest[end - 1]))
+        --end;
+    interpreter.argument.create(rest, rest + end);
+    return *path && identify(path, interpreter.id);
 }
 
 // Whether a command-line argument of a process names the file: relative
 // arguments are taken from the process's own working folder.
 bool argumentNames(int pid, const char* argument, const FileIdentity& target)
 {
-    if (!*argument) return false;
     char path[4200];
     if (argument[0] == '/')
         snprintf(path, sizeof(path), "%s", argument);
@@ -77,23 +96,24 @@ bool argumentNames(int pid, const char* argument, const FileIdentity& target)
     return identify(path, id) && id == target;
 }
 
-// A script runs under its interpreter: the kernel puts the script's path right
-// after the interpreter (and its one optional argument), so the second and
-// third entries of the command line are the places to look.
-bool runsScript(int pid, const FileIdentity& target)
+// Whether the interpreter process runs the script as its program: the script
+// is the first argument after the "#!" line's own and any options. A process
+// that merely names the script further on (a shell running another script
+// with it as an argument) does not run it.
+bool runsScript(int pid, const FileIdentity& script, const Interpreter& interpreter)
 {
     char path[64];
     snprintf(path, sizeof(path), "/proc/%d/cmdline", pid);
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
-    // Enough for three arguments of the longest path; longer command lines
+    // Enough for a few arguments of the longest path; longer command lines
     // simply do not match.
     static const size_t s_capacity = 3 * 4096 + 4;
-    char* line = new char[s_capacity + 1];
+    std::unique_ptr<char[]> line(new char[s_capacity + 1]);
     size_t used = 0;
     while (used < s_capacity)
     {
-        ssize_t got = read(fd, line + used, s_capacity - used);
+        ssize_t got = read(fd, line.get() + used, s_capacity - used);
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0) break;
         used += size_t(got);
@@ -101,25 +121,26 @@ bool runsScript(int pid, const FileIdentity& target)
     close(fd);
     line[used] = 0;
 
-    bool found = false;
-    const char* argument = line;
-    const char* end = line + used;
-    for (int index = 0; index < 3 && argument < end && !found; ++index)
-    {
-        if (index > 0) found = argumentNames(pid, argument, target);
+    const char* end = line.get() + used;
+    const char* argument = line.get() + strlen(line.get()) + 1;
+    if (argument < end && !interpreter.argument.empty() &&
+        strcmp(interpreter.argument.c_str(), argument) == 0)
         argument += strlen(argument) + 1;
-    }
-    delete[] line;
-    return found;
+    while (argument < end && argument[0] == '-')
+        argument += strlen(argument) + 1;
+    return argument < end && *argument && argumentNames(pid, argument, script);
 }
 
-bool processRuns(int pid, const FileIdentity& target, bool script)
+// A process of the application: one whose executable is the application's, or
+// its script's interpreter running that script.
+bool processRuns(int pid, const FileIdentity& target, const Interpreter* interpreter)
 {
     char path[64];
     snprintf(path, sizeof(path), "/proc/%d/exe", pid);
     FileIdentity id;
-    if (identify(path, id) && id == target) return true;
-    return script && runsScript(pid, target);
+    if (!identify(path, id)) return false;
+    if (id == target) return true;
+    return interpreter && id == interpreter->id && runsScript(pid, target, *interpreter);
 }
 
 int parsePid(const char* name)
@@ -216,7 +237,8 @@ bool QDDiskServer::getRunningProcess(const QDString& appPath, ProcessSerialNumbe
     QDString executable;
     FileIdentity target;
     if (!resolveExecutable(appPath, executable, target)) return false;
-    bool script = isInterpretedScript(executable);
+    Interpreter interpreter;
+    const Interpreter* script = readInterpreter(executable, interpreter) ? &interpreter : nullptr;
 
     DIR* processes = opendir("/proc");
     if (!processes) return false;
