@@ -68,8 +68,8 @@ TEST(Launch, EndingsIgnoreCaseAndNonBundlesRunThroughTheShell)
     const std::string path = getenv("PATH");
     setenv("PATH", (dir + "/bin:" + path).c_str(), 1);
     EXPECT_TRUE(QDDiskServer::runAppleScript("display dialog 1"));
-    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/x.SH", "a b"));
-    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/p/M.App", ""));
+    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("Disk:/p/x.SH", "a b"));
+    EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("file:/p/M.App", ""));
     EXPECT_TRUE(QDDiskServer::launchApplicationAsAdmin("/bin/tool", "x"));
     setenv("PATH", path.c_str(), 1);
     const std::string suffix = "\" with administrator privileges";

@@ -54,12 +54,13 @@ bool QDDiskServer::launchApplicationAsAdmin(const QDString& appPath, const QDStr
 {
     // Each backslash below is one character of the command: the shell turns \"
     // into the quote that closes the AppleScript string.
+    QDString path(appPath.getValidFilePath());
     const char* prefix = "osascript -e \"do shell script \\\"";
-    if (QDLaunchCommands::isShellScript(appPath))
+    if (QDLaunchCommands::isShellScript(path))
         prefix = "osascript -e \"do shell script \\\"sh ";
-    else if (QDLaunchCommands::isBundle(appPath))
+    else if (QDLaunchCommands::isBundle(path))
         prefix = "osascript -e \"do shell script \\\"open -a ";
-    QDString command = QDString(prefix) + appPath.quoted("'");
+    QDString command = QDString(prefix) + path.quoted("'");
     if (!argument.empty()) command += QDString(" ") + argument.quoted("'");
     command += "\\\" with administrator privileges\"";
     runShellCommand(command);
