@@ -302,7 +302,9 @@ bool load(LoadedPlugIn& plugIn, std::string& reason)
 // listOnly nothing is loaded. Returns the exit status when it cannot go on.
 int choosePlugIn(const Options& options, LoadedPlugIn& plugIn)
 {
-    const std::string& path = options.plugin;
+    std::string path = options.plugin;
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
     std::error_code ec;
     if (path.empty() || !fs::is_directory(path, ec))
     {
