@@ -93,6 +93,18 @@ TEST_F(PluginEntry, LayerNameQueries)
     EXPECT_STREQ(buffer, "unchanged");
     EXPECT_TRUE(count(empty.calls(), "Reference.Free") == 1 && empty.liveObjects() == 0);
 
+    // A reference is a chain, property first, then its container: the same
+    // parts put the other way round name nothing.
+    HostSession& strict = host("Cube");
+    PIActionReference reversed = nullptr;
+    PIActionDescriptor got = nullptr;
+    ASSERT_EQ(sPSActionReference->Make(&reversed), 0);
+    sPSActionReference->PutEnumerated(reversed, classLayer, typeOrdinal, enumTarget);
+    sPSActionReference->PutProperty(reversed, classProperty, keyName);
+    EXPECT_EQ(sPSActionControl->Get(&got, reversed), hostNoSuchObject);
+    EXPECT_TRUE(got == nullptr && sPSActionReference->Free(reversed) == 0);
+    EXPECT_EQ(strict.liveObjects(), 0u);
+
     // Key 0 hands the whole descriptor to the caller, who frees it.
     HostSession& editor = host("Cube");
     PIActionDescriptor descriptor = nullptr;

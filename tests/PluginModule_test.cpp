@@ -1,4 +1,5 @@
-// The plug-in module as the host sees it: one exported symbol, nothing else.
+// The plug-in bundle's executable as the host sees it: one exported symbol,
+// nothing else.
 
 #include "HostSession.h"
 #include "TestSupport.h"

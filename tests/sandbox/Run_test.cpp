@@ -1,6 +1,6 @@
 // Whole runs in the sandbox exchange root, laid out afresh with the stand-ins
 // that tools/ builds: in this process through the simulated editor
-// (PluginRun), or through the editor's program and the real plug-in module
+// (PluginRun), or through the editor's program and the real plug-in bundle
 // (HostRun). Only HostRun sends 3D layers, which wait two seconds in the plug-in.
 
 #include "HostModel.h"
@@ -166,7 +166,7 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     auto send = [this]()
     {
         CommandRun r =
-            runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" + TIV_PLUGIN_MODULE + "'");
+            runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" + TIV_PLUGIN_BUNDLE + "'");
         EXPECT_EQ(r.status, 0) << r.err;
         EXPECT_TRUE(has(r.out, "working folder unchanged: " + m_folder)) << r.out;
         EXPECT_TRUE(has(r.out, "suites still held: 0; descriptors, references and handles "
@@ -251,7 +251,7 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
 }
 
 // What the editor's program makes of layers, suites and callers through the
-// real module. Only the 256-character name reaches a whole send: its name query
+// real bundle. Only the 256-character name reaches a whole send: its name query
 // fails, and the run goes on with an empty name.
 TEST_F(HostRun, EditorCasesThroughTheModule)
 {
@@ -278,7 +278,7 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
     {
         std::filesystem::remove(s_morvel + "_Summary.txt");
         CommandRun r = runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" +
-                                  TIV_PLUGIN_MODULE + "' " + c.arguments);
+                                  TIV_PLUGIN_BUNDLE + "' " + c.arguments);
         EXPECT_EQ(r.status, c.status) << c.arguments << r.err;
         EXPECT_TRUE(has(r.out, "working folder unchanged: " + m_folder)) << c.arguments;
         for (const std::string& part : c.shown)

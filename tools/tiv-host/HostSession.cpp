@@ -875,26 +875,29 @@ PIOSErr HostSession::Impl::setLayer(const PIActionDescriptorData& request)
 PIOSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
                                   PIActionDescriptor* result)
 {
-    DescriptorKeyID property = 0;
-    bool targetLayer = false;
-    for (const HostReferencePart& part : reference.parts)
+    // A reference is a chain: the first part put names what is asked for, each
+    // later part the container of the one before. This editor knows the target
+    // layer and one property of it; the same parts in another order name nothing.
+    const std::vector<HostReferencePart>& parts = reference.parts;
+    auto isTargetLayer = [](const HostReferencePart& part)
     {
-        if (part.form == formProperty && part.desiredClass == classProperty)
-            property = part.property;
-        else if (part.form == formEnumerated && part.desiredClass == classLayer &&
-                 part.enumType == typeOrdinal && part.enumValue == enumTarget)
-            targetLayer = true;
-        else
-        {
-            event("asked for an object this editor does not know");
-            return hostNoSuchObject;
-        }
+        return part.form == formEnumerated && part.desiredClass == classLayer &&
+               part.enumType == typeOrdinal && part.enumValue == enumTarget;
+    };
+    bool known = !parts.empty() && parts.size() <= 2 && isTargetLayer(parts.back());
+    if (known && parts.size() == 2)
+        known = parts[0].form == formProperty && parts[0].desiredClass == classProperty;
+    if (!known)
+    {
+        event("asked for an object this editor does not know");
+        return hostNoSuchObject;
     }
+    DescriptorKeyID property = parts.size() == 2 ? parts[0].property : 0;
     std::string what = property == 0
                            ? "asked for the target layer"
                            : "asked for property " + codeText(property) + " of the target layer";
     if (property == keyName) what = "asked for the name of the target layer";
-    if (!targetLayer || !document.hasLayer)
+    if (!document.hasLayer)
     {
         event(what + ": the document has no layer");
         return hostNoSuchObject;

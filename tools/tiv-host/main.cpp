@@ -1,8 +1,9 @@
-// tiv-host: a simulated image editor that loads an automation plug-in module,
-// runs it on a document with one current layer, and tells what the plug-in
-// asked of it and what the run left in the exchange folder.
+// tiv-host: a simulated image editor that loads an automation plug-in bundle
+// the way the host does, runs it on a document with one current layer, and
+// tells what the plug-in asked of it and what the run left in the exchange folder.
 
 #include "HostSession.h"
+#include "PlugInBundle.h"
 
 #include <chrono>
 #include <cstdio>
@@ -44,16 +45,19 @@ struct Options
     std::vector<std::string> deniedSuites;
     std::string caller = "PS Photoshop";
     std::string selector = "Do It";
+    bool listOnly = false;
 };
 
 void usage(FILE* out)
 {
-    fprintf(out, "usage: tiv-host [--plugin PATH] [--layer NAME] [--model FILE.obj] [--not-3d]\n"
-                 "                [--deny-suite NAME]... [--caller TEXT] [--selector TEXT]\n"
-                 "                [--exchange FOLDER]\n"
-                 "Runs an automation plug-in on a document whose current layer is NAME (default\n"
-                 "\"Sphere\", a textured sphere), then prints what the plug-in asked and what it\n"
-                 "left in the exchange folder (default: the build's sandbox).\n");
+    fprintf(out, "usage: tiv-host [--plugin BUNDLE.plugin|FOLDER] [--list] [--layer NAME]\n"
+                 "                [--model FILE.obj] [--not-3d] [--deny-suite NAME]...\n"
+                 "                [--caller TEXT] [--selector TEXT] [--exchange FOLDER]\n"
+                 "Runs an automation plug-in bundle (default: the build's sandbox bundle; in a\n"
+                 "Plug-ins FOLDER, the first one the editor can load) on a document whose current\n"
+                 "layer is NAME (default \"Sphere\", a textured sphere), then prints what the\n"
+                 "plug-in asked and what it left in the exchange folder (default: the build's\n"
+                 "sandbox). --list only lists the plug-ins found, with their property lists.\n");
 }
 
 bool parseOptions(int argc, char** argv, Options& options)
@@ -77,6 +81,8 @@ bool parseOptions(int argc, char** argv, Options& options)
             ok = value(options.model);
         else if (arg == "--not-3d")
             options.notA3DLayer = true;
+        else if (arg == "--list")
+            options.listOnly = true;
         else if (arg == "--deny-suite")
         {
             ok = value(denied);
@@ -251,6 +257,97 @@ void printSummary(const std::string& summaryFile)
     while (std::getline(lines, line))
         printf("  %s\n", line.c_str());
 }
+// ---- Loading the plug-in as the host does --------------------------------------
+
+struct LoadedPlugIn
+{
+    PlugInBundle bundle;
+    void* module = nullptr;
+    EntryPoint entry = nullptr;
+};
+
+void printPlugIn(const PlugInBundle& bundle)
+{
+    printf("  plug-in   %s\n", bundle.path.c_str());
+    std::istringstream lines(describePiPL(bundle));
+    std::string line;
+    while (std::getline(lines, line))
+        printf("            %s\n", line.c_str());
+}
+
+// Loads the bundle's executable and finds the entry point its PiPL names.
+bool load(LoadedPlugIn& plugIn, std::string& reason)
+{
+    plugIn.module = dlopen(plugIn.bundle.executable.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (plugIn.module == nullptr)
+    {
+        const char* error = dlerror();
+        reason = "cannot load its executable: " + std::string(error ? error : "");
+        return false;
+    }
+    plugIn.entry = reinterpret_cast<EntryPoint>(dlsym(plugIn.module, plugIn.bundle.entry.c_str()));
+    if (plugIn.entry == nullptr)
+    {
+        reason = "its executable has no " + plugIn.bundle.entry +
+                 ", the entry point its PiPL names";
+        dlclose(plugIn.module);
+        plugIn.module = nullptr;
+        return false;
+    }
+    return true;
+}
+
+// A bundle, or the first loadable automation plug-in of a Plug-ins folder
+// (the others are listed, those the host would skip with the reason). With
+// listOnly nothing is loaded. Returns the exit status when it cannot go on.
+int choosePlugIn(const Options& options, LoadedPlugIn& plugIn)
+{
+    std::string path = options.plugin;
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    std::error_code ec;
+    if (path.empty() || !fs::is_directory(path, ec))
+    {
+        fprintf(stderr, "tiv-host: --plugin takes a .plugin bundle or a Plug-ins folder: %s\n",
+                path.empty() ? "(none given)" : path.c_str());
+        return 2;
+    }
+    bool isBundle = fs::path(path).extension() == ".plugin";
+    std::vector<std::string> candidates = isBundle ? std::vector<std::string>{path}
+                                                   : findBundles(path);
+    if (!isBundle) printf("Plug-ins folder %s: %zu bundles\n", path.c_str(), candidates.size());
+    int usable = 0;
+    for (const std::string& candidate : candidates)
+    {
+        PlugInBundle bundle;
+        std::string reason;
+        bool ok = examineBundle(candidate, bundle, reason);
+        if (ok && options.listOnly)
+            printPlugIn(bundle);
+        else if (ok && usable == 0)
+        {
+            plugIn.bundle = bundle;
+            ok = load(plugIn, reason);
+        }
+        if (!ok && isBundle)
+        {
+            fprintf(stderr, "tiv-host: cannot use the plug-in %s: %s\n", candidate.c_str(),
+                    reason.c_str());
+            return 2;
+        }
+        if (!ok)
+            printf("  skipped   %s: %s\n", candidate.c_str(), reason.c_str());
+        else if (usable++ > 0 && !options.listOnly)
+            printf("  not run   %s\n", candidate.c_str());
+    }
+    if (usable == 0)
+    {
+        fprintf(stderr, "tiv-host: no automation plug-in in %s that this editor can load\n",
+                path.c_str());
+        return 2;
+    }
+    return 0;
+}
 } // namespace
 
 int main(int argc, char** argv)
@@ -268,6 +365,10 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    LoadedPlugIn plugIn;
+    if (int status = choosePlugIn(options, plugIn)) return status;
+    if (options.listOnly) return 0;
+
     HostDocument document;
     document.layerName = options.layer;
     document.is3D = !options.notA3DLayer;
@@ -278,6 +379,7 @@ int main(int argc, char** argv)
         if (!readObjModel(options.model, document.model, error))
         {
             fprintf(stderr, "tiv-host: cannot use the model: %s\n", error.c_str());
+            dlclose(plugIn.module);
             return 2;
         }
         modelText = options.model;
@@ -286,7 +388,7 @@ int main(int argc, char** argv)
         document.model = makeDefaultModel();
 
     printf("tiv-host: a simulated image editor\n");
-    printf("  plug-in   %s\n", options.plugin.c_str());
+    printPlugIn(plugIn.bundle);
     if (document.is3D)
         printf("  layer     \"%s\": 3D, %s, %zu triangles\n", document.layerName.c_str(),
                modelText.c_str(), document.model.triangles.size());
@@ -304,28 +406,15 @@ int main(int argc, char** argv)
     for (const std::string& name : options.deniedSuites)
         host.denySuite(name);
 
-    void* module = dlopen(options.plugin.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (module == nullptr)
-    {
-        fprintf(stderr, "tiv-host: cannot load the plug-in: %s\n", dlerror());
-        return 2;
-    }
-    EntryPoint entry = reinterpret_cast<EntryPoint>(dlsym(module, "AutoPluginMain"));
-    if (entry == nullptr)
-    {
-        fprintf(stderr, "tiv-host: the plug-in has no AutoPluginMain\n");
-        dlclose(module);
-        return 2;
-    }
-
     Snapshot before = snapshot(options.exchange);
     PIActionParameters parameters = {plugInDialogDisplay, 0, nullptr};
     PSActionsPlugInMessage message = {{kSPCheck, nullptr, nullptr, host.basicSuite()}, &parameters};
     std::string folderBefore = currentFolder();
-    printf("\nAutoPluginMain(\"%s\", \"%s\")\n", options.caller.c_str(), options.selector.c_str());
+    printf("\n%s(\"%s\", \"%s\")\n", plugIn.bundle.entry.c_str(), options.caller.c_str(),
+           options.selector.c_str());
     fflush(stdout);
     auto start = std::chrono::steady_clock::now();
-    SPErr result = entry(options.caller.c_str(), options.selector.c_str(), &message);
+    SPErr result = plugIn.entry(options.caller.c_str(), options.selector.c_str(), &message);
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::string folderAfter = currentFolder();
@@ -340,7 +429,7 @@ int main(int argc, char** argv)
     else
         printf("  working folder CHANGED: %s -> %s\n", folderBefore.c_str(), folderAfter.c_str());
 
-    dlclose(module);
+    dlclose(plugIn.module);
     printf("\nUnloading the plug-in\n");
     for (size_t i = eventsDuringRun; i < host.events().size(); ++i)
         printf("  - %s\n", host.events()[i].c_str());
