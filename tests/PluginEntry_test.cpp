@@ -196,7 +196,7 @@ TEST_F(PluginEntry, ExportIsPlayedSilentlyWithFileAndChoices)
     EXPECT_TRUE(first.playOptions == plugInDialogSilent && editor.exports()[1].formatChoice == 7);
     // Result, descriptor and alias all given back, both times.
     EXPECT_EQ(count(editor.calls(), "Descriptor.Free"), 4);
-    EXPECT_EQ(count(editor.calls(), "PIHandle.Dispose"), 2);
+    EXPECT_EQ(count(editor.calls(), "Handle.Dispose"), 2);
     EXPECT_EQ(editor.liveObjects(), 0u);
 }
 

@@ -213,7 +213,7 @@ const SuiteOffer s_offers[] = {
     {kPSActionControlSuite, kPSActionControlSuiteVersion, "Action Control", &s_controlSuite},
     {kPSActionReferenceSuite, kPSActionReferenceSuiteVersion, "Action Reference",
      &s_referenceSuite},
-    {kPSHandleSuite, kPSHandleSuiteVersion, "PIHandle", &s_handleSuite},
+    {kPSHandleSuite, kPSHandleSuiteVersion, "Handle", &s_handleSuite},
     {kPSAliasSuite, kPSAliasSuiteVersion, "Alias Utility", &s_aliasSuite},
 };
 
@@ -773,7 +773,7 @@ PIHandle handleNew(int32_t size)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return nullptr;
-    s->call("PIHandle.New");
+    s->call("Handle.New");
     if (size < 0 || size > s_maxHandleSize) return nullptr;
     std::vector<char> zeros(size_t(size) + 1, 0);
     return s->newHandle(zeros.data(), size_t(size));
@@ -783,10 +783,10 @@ void handleDispose(PIHandle h)
 {
     HostSession::Impl* s = s_session;
     if (s == nullptr) return;
-    s->call("PIHandle.Dispose");
+    s->call("Handle.Dispose");
     if (h == nullptr) return;
     if (s->handles.erase(h) == 0)
-        s->event("used a handle the editor never made or already disposed of (PIHandle.Dispose)");
+        s->event("used a handle the editor never made or already disposed of (Handle.Dispose)");
 }
 
 SPErr aliasFromCString(const char* path, PIAliasHandle* alias)
