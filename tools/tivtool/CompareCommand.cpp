@@ -3,6 +3,7 @@
 #include "MeshCompare.h"
 #include "QDString.h"
 #include "QDTivMesh.h"
+#include "ToolMessages.h"
 
 #include <cmath>
 #include <cstdio>
@@ -19,14 +20,12 @@ enum Status
 
 int usageError(const std::string& message)
 {
-    fprintf(stderr, "tivtool: %s (tivtool --help for usage)\n", message.c_str());
-    return s_failed;
+    return reportUsageError(message, s_failed);
 }
 
 int fileError(const std::string& path, const std::string& reason)
 {
-    fprintf(stderr, "tivtool: %s: %s\n", path.c_str(), reason.c_str());
-    return s_failed;
+    return reportFileError(path, reason, s_failed);
 }
 
 bool isMeshFile(const std::string& path)

@@ -5,6 +5,7 @@
 #include "MeshRender.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
+#include "ToolMessages.h"
 #include "TivPSServer.h"
 
 #include <cerrno>
@@ -67,14 +68,12 @@ Kind kindOf(const std::string& path)
 
 int usageError(const std::string& message)
 {
-    fprintf(stderr, "tivtool: %s (tivtool --help for usage)\n", message.c_str());
-    return s_usageError;
+    return reportUsageError(message, s_usageError);
 }
 
 int fileError(const std::string& path, const std::string& reason)
 {
-    fprintf(stderr, "tivtool: %s: %s\n", path.c_str(), reason.c_str());
-    return s_fileError;
+    return reportFileError(path, reason, s_fileError);
 }
 
 // The mesh services clean every path they are given (a volume prefix before a
