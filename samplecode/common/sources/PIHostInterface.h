@@ -169,7 +169,7 @@ struct PIActionDescriptorSuite
                        uint32_t maxLength);
 };
 
-#define kPSHandleSuite "Photoshop PIHandle Suite for Plug-ins"
+#define kPSHandleSuite "Photoshop Handle Suite for Plug-ins"
 #define kPSHandleSuiteVersion 2
 
 struct PIHandleSuite
