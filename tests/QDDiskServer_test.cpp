@@ -103,8 +103,12 @@ TEST(QDDiskServerWholeFile, LinesKeepTheRepeatedLastByteAndABoundedSize)
     EXPECT_FALSE(DS::readFileAsStringLines(file + "/x", lines));
     EXPECT_EQ(lines.size(), 0);
 
-    // One string per byte would take many times the file: such a file is damaged.
-    writeBytes(file.c_str(), std::string(6 << 20, '\n'));
+    // A heap string for every two bytes would take many times the file, in 32
+    // and 64 bits alike: such a file is damaged.
+    std::string shortLines;
+    for (int i = 0; i < 3 << 20; ++i)
+        shortLines += "a\n";
+    writeBytes(file.c_str(), shortLines);
     lines.resize(2);
     EXPECT_FALSE(DS::readFileAsStringLines(file, lines));
     EXPECT_EQ(lines.size(), 0);
