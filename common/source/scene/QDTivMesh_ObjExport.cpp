@@ -28,7 +28,7 @@ char* writeDigitsBefore(char* end, uint32_t v, int count)
     return end;
 }
 
-int digitCount(uint64_t v)
+int digitCount(uint32_t v)
 {
     int n = 1;
     for (; v >= 10; v /= 10)
@@ -36,25 +36,27 @@ int digitCount(uint64_t v)
     return n;
 }
 
-// v without leading zeros.
+// v without leading zeros; beyond 32 bits, nine digits at a time from the
+// bottom.
 char* writeUnsigned(char* out, uint64_t v)
 {
-    const int n = digitCount(v);
-    char* end = out + n;
-    if (n > 9)
+    if (v <= 0xFFFFFFFFu)
     {
-        writeDigitsBefore(end, uint32_t(v % 1000000000u), 9);
-        v /= 1000000000u;
-        end -= 9;
-        if (n > 18)
-        {
-            writeDigitsBefore(end, uint32_t(v % 1000000000u), 9);
-            v /= 1000000000u;
-            end -= 9;
-        }
+        const int n = digitCount(uint32_t(v));
+        writeDigitsBefore(out + n, uint32_t(v), n);
+        return out + n;
     }
-    writeDigitsBefore(end, uint32_t(v), int(end - out));
-    return out + n;
+    uint32_t chunks[3];
+    int count = 0;
+    for (; v > 0xFFFFFFFFu; v /= 1000000000u)
+        chunks[count++] = uint32_t(v % 1000000000u);
+    out = writeUnsigned(out, v);
+    while (count > 0)
+    {
+        writeDigitsBefore(out + 9, chunks[--count], 9);
+        out += 9;
+    }
+    return out;
 }
 
 // m * 2^shift (m below 2^24, shift up to 104) in decimal. Beyond 64 bits, the
