@@ -1,8 +1,13 @@
 #include "QDTivMesh.h"
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <limits>
+#include <vector>
 
 namespace
 {
@@ -36,18 +41,41 @@ TEST(ObjExport, PlainMeshWritesPositionsAndFacesWithAPointInAnyLocale)
     EXPECT_FALSE(
         mesh.saveToObjFile((dir + "/missing/a.obj").c_str(), false, false, true, false, false));
 
-    // Every float is written as printf's "%.15f" of its double would write it
-    // in the C locale, whatever the process's locale.
-    QDTivMesh numbers;
-    const float values[] = {0.1f, -1.0e-7f, 123456.789f, 3.4e38f, -0.0f, 1.0f / 3.0f};
-    numbers.m_vertices.push_back(QDVector3f(values[0], values[1], values[2]));
-    numbers.m_vertices.push_back(QDVector3f(values[3], values[4], values[5]));
-    std::string expected;
-    for (int i = 0; i < 6; ++i)
+    // Every float is written as printf's "%.15f" (positions) or "%.9f"
+    // (texture coordinates) of its double would write it in the C locale,
+    // whatever the process's locale: edge values, ties at the last digit
+    // (2^-10 is 0.0009765625), then bit patterns spread over every exponent.
+    std::vector<float> values = {0.1f, -1.0e-7f, 123456.789f, 3.4e38f, -0.0f, 1.0f / 3.0f,
+                                 0.0009765625f, 0.0029296875f, 1e-45f, -1.17549435e-38f,
+                                 0.99999999f, 9.9999999e14f, 4294967296.0f, 1.8446744e19f,
+                                 std::numeric_limits<float>::max(),
+                                 std::numeric_limits<float>::infinity(),
+                                 -std::numeric_limits<float>::infinity(),
+                                 std::numeric_limits<float>::quiet_NaN()};
+    for (uint64_t bits = 0; bits < (uint64_t(1) << 32); bits += 65521)
     {
-        char text[128];
-        snprintf(text, sizeof(text), i % 3 ? " %.15f" : "v %.15f", double(values[i]));
-        expected += text + std::string(i % 3 == 2 ? "\n" : "");
+        float f;
+        uint32_t pattern = uint32_t(bits);
+        memcpy(&f, &pattern, sizeof(f));
+        values.push_back(f);
+    }
+    while (values.size() % 6)
+        values.push_back(0.5f);
+    QDTivMesh numbers;
+    std::string expected;
+    char text[256];
+    for (size_t i = 0; i < values.size(); i += 3)
+    {
+        numbers.m_vertices.push_back(QDVector3f(values[i], values[i + 1], values[i + 2]));
+        snprintf(text, sizeof(text), "v %.15f %.15f %.15f\n", double(values[i]),
+                 double(values[i + 1]), double(values[i + 2]));
+        expected += text;
+    }
+    for (size_t i = 0; i < values.size(); i += 2)
+    {
+        numbers.m_uniqueUVs.push_back(QDVector2f(values[i], values[i + 1]));
+        snprintf(text, sizeof(text), "vt %.9f %.9f\n", double(values[i]), double(values[i + 1]));
+        expected += text;
     }
     const char* comma = nullptr;
     for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE", "fr_FR"})
@@ -55,7 +83,14 @@ TEST(ObjExport, PlainMeshWritesPositionsAndFacesWithAPointInAnyLocale)
     if (!comma) std::cout << "no comma locale installed: only the C locale is checked\n";
     std::string written = exported(numbers, dir + "/n.obj", false, false);
     setlocale(LC_NUMERIC, "C");
-    EXPECT_EQ(written, expected);
+    // A fault names the first line that differs instead of printing the whole file.
+    size_t from = size_t(
+        std::mismatch(expected.begin(), expected.end(), written.begin(), written.end()).first -
+        expected.begin());
+    from = from == 0 ? 0 : expected.rfind('\n', from - 1) + 1;
+    EXPECT_TRUE(written == expected) << "printf: " << expected.substr(from, expected.find('\n', from) - from)
+                                     << "\nwritten: "
+                                     << written.substr(from, written.find('\n', from) - from);
 }
 
 TEST(ObjExport, TextureCoordinatesAndDefaultMaterial)

@@ -5,15 +5,21 @@
 
 #include <cstdio>
 
-#ifdef __APPLE__
-#include <ApplicationServices/ApplicationServices.h>
-#else
-// The platform's process identifier: {0, 0} means "no process". On POSIX systems
-// the low word carries the process id.
+// The platform's process identifier: {0, 0} means "no process". On the Mac it
+// is the Process Manager's own type, declared here with its members so that no
+// unit but the Mac backend needs the system's headers; that backend includes
+// them first, and their declaration then stands. Elsewhere the low word
+// carries the process id.
+#if !defined(__PROCESSES__)
 struct ProcessSerialNumber
 {
+#if defined(__APPLE__) && !defined(__LP64__)
+    unsigned long highLongOfPSN; // the Mac's UInt32 in 32-bit code
+    unsigned long lowLongOfPSN;
+#else
     unsigned int highLongOfPSN;
     unsigned int lowLongOfPSN;
+#endif
 };
 #endif
 

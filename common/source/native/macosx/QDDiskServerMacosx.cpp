@@ -1,10 +1,13 @@
 // Processes, launching and Apple events on the Mac (Process Manager, Launch
 // Services, Apple Event Manager, Quartz Event Services).
+// The system's headers come first: QDDiskServer.h then takes the Process
+// Manager's ProcessSerialNumber instead of declaring its own. Carbon is the
+// framework that declares AESend.
+#include <Carbon/Carbon.h>
+#include <CoreFoundation/CoreFoundation.h>
+
 #include "QDDiskServer.h"
 #include "QDDiskServer_Commands.h"
-
-#include <ApplicationServices/ApplicationServices.h>
-#include <CoreFoundation/CoreFoundation.h>
 
 namespace
 {
