@@ -1,11 +1,17 @@
-// PNG files through libpng's simplified interface.
+// PNG files through libpng's simplified interface. A build without libpng (a
+// 32-bit build on a 64-bit machine that has only the 64-bit library) still
+// renders; only its pictures cannot be written or read.
 
 #include "MeshRender.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#if TIV_HAVE_PNG
 #include <png.h>
+#endif
+
+#if TIV_HAVE_PNG
 
 bool writePng(const std::string& path, const RgbImage& image, std::string& message)
 {
@@ -67,6 +73,20 @@ bool readPng(const std::string& path, RgbImage& image, std::string& message)
     }
     return true;
 }
+#else
+bool writePng(const std::string&, const RgbImage&, std::string& message)
+{
+    message = "this build has no PNG support (libpng was not found)";
+    return false;
+}
+
+bool readPng(const std::string&, RgbImage& image, std::string& message)
+{
+    image = RgbImage();
+    message = "this build has no PNG support (libpng was not found)";
+    return false;
+}
+#endif
 
 bool renderMeshToPng(const QDTivMesh& mesh, const RenderOptions& options, const std::string& path,
                      std::string& message)
