@@ -690,44 +690,47 @@ private:
     }
 
     // A whole face line of unsigned corners "a", "a/b", "a/b/c" or "a//c" of at
-    // most seven digits each, when no abandoned line has left corners behind,
-    // is read in one go; any other line is left untouched for the general
-    // reading, with the corner lists as they were.
+    // most seven digits each, and at most s_quickCorners of them, when no
+    // abandoned line has left corners behind, is read in one go into local
+    // lists; any other line is left untouched for the general reading, with the
+    // corner lists as they were.
+    static const int s_quickCorners = 32;
     bool quickFaceLine(QDObjLineCursor& in)
     {
         const unsigned char* p = in.position();
         if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return false;
+        int vertex[s_quickCorners], texture[s_quickCorners];
+        int count = 0, textured = 0;
         for (;;)
         {
             while (qdObjIsBlank(*p))
                 ++p;
             if (qdObjIsLineEnd(*p)) break;
+            if (count == s_quickCorners) return false;
             std::uint64_t index;
             int n = digitRun(p, index);
-            if (n == 0 || n == 8) return dropCorners();
+            if (n == 0 || n == 8) return false;
             p += n;
-            m_vertexList.push_back(int(index) - 1);
+            vertex[count++] = int(index) - 1;
             if (*p == '/')
             {
                 n = digitRun(++p, index);
-                if (n == 8) return dropCorners();
+                if (n == 8) return false;
                 p += n;
-                if (n > 0) m_uvList.push_back(int(index) - 1);
+                if (n > 0) texture[textured++] = int(index) - 1;
                 if (*p == '/') do
                         ++p;
                     while (qdObjIsDigit(*p) || *p == '/');
             }
-            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return dropCorners();
+            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return false;
         }
         in.setPosition(p + 1);
-        return emitFace();
-    }
-
-    bool dropCorners()
-    {
-        m_vertexList.clear();
-        m_uvList.clear();
-        return false;
+        emitFace(vertex, count, texture, textured);
+        // Texture indices of a face that lacks some stay for the next face.
+        if (textured != count)
+            for (int k = 0; k < textured; ++k)
+                m_uvList.push_back(texture[k]);
+        return true;
     }
 
     bool faceLine(QDObjLineCursor& in)
@@ -797,46 +800,32 @@ private:
     {
         const int n = m_vertexList.size();
         const bool withUVs = m_uvList.size() == n;
-        const int* v = m_vertexList.begin();
-        const int* t = m_uvList.begin();
-        const bool writeUVs = withUVs && m_readUVs;
-        const long long slots = n == 3 || n == 4 ? 4 : (n > 4 ? 4LL * (n - 2) : 0);
-        if (slots > 0 && m_slots.reserve(slots) && (!writeUVs || m_uvSlots.reserve(slots)))
-        {
-            if (n <= 4)
-            {
-                for (int k = 0; k < 3; ++k)
-                    m_slots.put(v[k]);
-                m_slots.put(n == 4 ? v[3] : -1);
-                if (writeUVs)
-                {
-                    for (int k = 0; k < 3; ++k)
-                        m_uvSlots.put(t[k]);
-                    // A triangle's fourth texture slot holds 1, not -1.
-                    m_uvSlots.put(n == 4 ? t[3] : 1);
-                }
-            }
-            else
-            {
-                for (int k = 2; k < n; ++k)
-                {
-                    m_slots.put(v[0]);
-                    m_slots.put(v[k - 1]);
-                    m_slots.put(v[k]);
-                    m_slots.put(-1);
-                    if (writeUVs)
-                    {
-                        m_uvSlots.put(t[0]);
-                        m_uvSlots.put(t[k - 1]);
-                        m_uvSlots.put(t[k]);
-                        m_uvSlots.put(-1);
-                    }
-                }
-            }
-        }
+        emitFace(m_vertexList.begin(), n, m_uvList.begin(), m_uvList.size());
         m_vertexList.clear();
         if (withUVs) m_uvList.clear();
         return true;
+    }
+
+    // The slots of a face of n corners v, with the texture indices t when
+    // there are as many of them.
+    void emitFace(const int* v, int n, const int* t, int textured)
+    {
+        const bool writeUVs = textured == n && m_readUVs;
+        const long long slots = n == 3 || n == 4 ? 4 : (n > 4 ? 4LL * (n - 2) : 0);
+        if (slots == 0 || !m_slots.reserve(slots) || (writeUVs && !m_uvSlots.reserve(slots)))
+            return;
+        if (n <= 4)
+        {
+            m_slots.put4(v[0], v[1], v[2], n == 4 ? v[3] : -1);
+            // A triangle's fourth texture slot holds 1, not -1.
+            if (writeUVs) m_uvSlots.put4(t[0], t[1], t[2], n == 4 ? t[3] : 1);
+            return;
+        }
+        for (int k = 2; k < n; ++k)
+        {
+            m_slots.put4(v[0], v[k - 1], v[k], -1);
+            if (writeUVs) m_uvSlots.put4(t[0], t[k - 1], t[k], -1);
+        }
     }
 
     // "usemtl" lines; the "u" has been read. Only a LF ends the name, so a CR
