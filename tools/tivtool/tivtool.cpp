@@ -73,8 +73,9 @@ QDString systemPath(const std::string& path)
     return QDString((error ? path : absolute.string()).c_str());
 }
 
-// Reads a mesh; on failure returns the reason, else an empty string.
-std::string readMesh(const std::string& path, QDTivMesh& mesh)
+// Reads a mesh, welded when asked; on failure returns the reason, else an
+// empty string.
+std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld = false)
 {
     FILE* probe = fopen(path.c_str(), "rb");
     if (!probe) return strerror(errno);
@@ -83,9 +84,11 @@ std::string readMesh(const std::string& path, QDTivMesh& mesh)
     if (kindOf(path) == s_objKind)
     {
         QDObjImport importer;
-        return importer.importTivMesh(systemPath(path), mesh, true) ? "" : "cannot be opened";
+        return importer.importTivMesh(systemPath(path), mesh, true, weld) ? "" : "cannot be opened";
     }
-    return mesh.loadFromTivFile(systemPath(path)) ? "" : "not a Tiv mesh file";
+    if (!mesh.loadFromTivFile(systemPath(path))) return "not a Tiv mesh file";
+    if (weld) mesh.mergeEqualVertices();
+    return "";
 }
 
 std::string writeMesh(const std::string& path, const QDTivMesh& mesh)
@@ -136,9 +139,8 @@ int info(const std::string& path)
 int convert(const std::string& in, const std::string& out, bool weld, bool flip)
 {
     QDTivMesh mesh;
-    std::string failure = readMesh(in, mesh);
+    std::string failure = readMesh(in, mesh, weld);
     if (!failure.empty()) return fileError(in, failure);
-    if (weld) mesh.mergeEqualVertices();
     if (flip)
     {
         doFlipAndSwitch_PhotoshopToMorvel(mesh.m_vertices);

@@ -21,7 +21,11 @@ public:
 
     explicit QDObjImport(unsigned long readBufferSize = s_readBufferSize);
 
-    bool importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs);
+    // With weld, equal positions are merged (QDTivMesh::mergeEqualVertices) as
+    // soon as the file is read, before the coordinates are copied out to the
+    // corners: the mesh is the same as welding afterwards, but the unwelded
+    // positions and the per-corner coordinates are never held at once.
+    bool importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs, bool weld = false);
 
     static void quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
                                int& uvCount, unsigned long bufferSize = s_readBufferSize);

@@ -32,7 +32,7 @@ const int s_maxFaces = 0x1fffffff;
 
 QDObjImport::QDObjImport(unsigned long readBufferSize) : m_readBufferSize(readBufferSize) {}
 
-bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs)
+bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs, bool weld)
 {
     FILE* file = QDDiskServer::fileOpen(path, "r");
     if (file == QDDiskServer::s_invalidFile) return false;
@@ -72,6 +72,8 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
             QDDiskServer::fileClose(mtl);
         }
     }
+
+    if (weld) mesh.mergeEqualVertices();
 
     // Texture indices come straight from the file: one outside the coordinates
     // leaves its corner at (0, 0).

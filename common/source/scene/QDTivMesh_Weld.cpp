@@ -66,7 +66,9 @@ public:
         while (size < 2 * expectedEntries)
             size *= 2;
         m_slots.assign(size, -1);
-        m_values.reserve(expectedEntries);
+        // Pages reserved but never written cost nothing, so a generous
+        // reserve spares the copies of growing.
+        m_values.reserve(2 * expectedEntries);
     }
 
     int add(const QDVector3f& p)
@@ -204,16 +206,17 @@ int QDTivMesh::mergeEqualVertices()
     std::vector<KeyedId> sorted;
     sortDistinctPositions(distinct.values(), sorted);
 
+    // The ranks go into the slots' storage, and the sorted records are given
+    // back before the welded positions take their place.
     const int distinctCount = int(sorted.size());
     std::vector<int> rankOf = distinct.releaseSlots();
-    QDArray<QDVector3f> welded(distinctCount, QDVector3f());
     for (int rank = 0; rank < distinctCount; ++rank)
-    {
-        const int id = sorted[std::size_t(rank)].m_id;
-        welded[rank] = distinct.values()[std::size_t(id)];
-        rankOf[std::size_t(id)] = rank;
-    }
+        rankOf[std::size_t(sorted[std::size_t(rank)].m_id)] = rank;
     sorted = std::vector<KeyedId>();
+    QDArray<QDVector3f> welded(distinctCount, QDVector3f());
+    const std::vector<QDVector3f>& values = distinct.values();
+    for (int id = 0; id < distinctCount; ++id)
+        welded[rankOf[std::size_t(id)]] = values[std::size_t(id)];
 
     // An index outside the vertices (only a damaged file can hold one) is left
     // as it is rather than read through.
