@@ -71,9 +71,10 @@ public:
         m_values.reserve(2 * expectedEntries);
     }
 
-    int add(const QDVector3f& p)
+    // The id of p, given the hash of its key.
+    int add(const QDVector3f& p, std::uint32_t hash)
     {
-        int& slot = find(p);
+        int& slot = find(p, hash);
         if (slot >= 0)
         {
             m_values[std::size_t(slot)] = p;
@@ -88,6 +89,19 @@ public:
 
     const std::vector<QDVector3f>& values() const { return m_values; }
 
+    // Asks for the first slot that a position of this hash probes, and the
+    // position its id names, to be brought into the cache: the table is far
+    // larger than the cache, and a lookup waits on both.
+    void prefetchSlot(std::uint32_t hash) const
+    {
+        __builtin_prefetch(&m_slots[hash & (m_slots.size() - 1)]);
+    }
+    void prefetchValue(std::uint32_t hash) const
+    {
+        const int id = m_slots[hash & (m_slots.size() - 1)];
+        if (id >= 0) __builtin_prefetch(&m_values[std::size_t(id)]);
+    }
+
     // The slots are done with once every vertex is in: their storage (larger
     // than the number of ids) is handed on.
     std::vector<int> releaseSlots() { return std::move(m_slots); }
@@ -95,10 +109,10 @@ public:
 private:
     // The slot holding p's id, or the empty slot where it belongs. The table
     // is at most three quarters full, so an empty slot is always reached.
-    int& find(const QDVector3f& p)
+    int& find(const QDVector3f& p, std::uint32_t hash)
     {
         const std::size_t mask = m_slots.size() - 1;
-        std::size_t index = hashKey(makeKey(p)) & mask;
+        std::size_t index = hash & mask;
         for (std::size_t probe = 1;; ++probe)
         {
             int& slot = m_slots[index];
@@ -111,7 +125,7 @@ private:
     {
         m_slots.assign(m_slots.size() * 2, -1);
         for (std::size_t id = 0; id < m_values.size(); ++id)
-            find(m_values[id]) = int(id);
+            find(m_values[id], hashKey(makeKey(m_values[id]))) = int(id);
     }
 
     std::vector<int> m_slots;
@@ -125,10 +139,28 @@ void numberPositionsInPlace(QDArray<QDVector3f>& vertices, DistinctPositions& di
 {
     unsigned char* ids = reinterpret_cast<unsigned char*>(vertices.begin());
     const int count = vertices.size();
+    // The hashes of the next vertices, computed s_ahead vertices before their
+    // lookup so that their slots are fetched meanwhile. A vertex is hashed
+    // before any id is written over it: ids land behind the vertex being read.
+    const int s_ahead = 16, s_valueAhead = 8;
+    std::uint32_t hashes[s_ahead];
+    for (int i = 0; i < s_ahead && i < count; ++i)
+    {
+        hashes[i] = hashKey(makeKey(vertices[i]));
+        distinct.prefetchSlot(hashes[i]);
+    }
     for (int i = 0; i < count; ++i)
     {
         const QDVector3f p = vertices[i];
-        const int id = distinct.add(p);
+        const std::uint32_t hash = hashes[i % s_ahead];
+        if (i + s_ahead < count)
+        {
+            const std::uint32_t next = hashKey(makeKey(vertices[i + s_ahead]));
+            hashes[i % s_ahead] = next;
+            distinct.prefetchSlot(next);
+        }
+        if (i + s_valueAhead < count) distinct.prefetchValue(hashes[(i + s_valueAhead) % s_ahead]);
+        const int id = distinct.add(p, hash);
         std::memcpy(ids + 4 * std::size_t(i), &id, sizeof id);
     }
 }
