@@ -10,6 +10,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#endif
+
 char* QDObjImport::s_fileBuffer = nullptr;
 char* QDObjImport::s_endFileBuffer = nullptr;
 char* QDObjImport::s_curBufferPos = nullptr;
@@ -109,10 +113,66 @@ template <class In> bool countLine(In& in, int c, StatCounts& n)
         if (!qdObjIsBlank(c)) return finishLine(in, c);
     }
 }
+// The bits of the LF and CR bytes among the 64 bytes at p.
+inline std::uint64_t lineEndBits(const unsigned char* p)
+{
+#if defined(__SSE2__) || defined(_M_X64)
+    std::uint64_t bits = 0;
+    const __m128i lf = _mm_set1_epi8('\n'), cr = _mm_set1_epi8('\r');
+    for (int k = 0; k < 4; ++k)
+    {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+        bits |= std::uint64_t(unsigned(_mm_movemask_epi8(
+                    _mm_or_si128(_mm_cmpeq_epi8(x, lf), _mm_cmpeq_epi8(x, cr)))))
+                << (16 * k);
+    }
+    return bits;
+#else
+    std::uint64_t bits = 0;
+    for (int i = 0; i < 64; ++i)
+        bits |= std::uint64_t(qdObjIsLineEnd(p[i])) << i;
+    return bits;
+#endif
+}
+
+// The lines in [p, end), end being just past a line end, counted as countLine
+// counts them but for their corners: the first two bytes of a line tell all
+// else. The line ends are found 64 bytes at a time. Returns end.
+const unsigned char* countLinesByFirstBytes(const unsigned char* p, const unsigned char* end,
+                                            StatCounts& n)
+{
+    const unsigned char* block = p;
+    std::uint64_t ends = lineEndBits(block);
+    while (p < end)
+    {
+        const int first = p[0], second = p[1];
+        n.vertexLines += first == 'v' && qdObjIsBlank(second);
+        n.uvLines += first == 'v' && second == 't';
+        n.faceLines += first == 'f' && qdObjIsBlank(second);
+        // The line's end: the first LF or CR from p on (p itself for an empty line).
+        const unsigned char* from = p;
+        for (;;)
+        {
+            if (from - block < 64)
+            {
+                const std::uint64_t after = ends >> (from - block);
+                if (after != 0)
+                {
+                    p = from + __builtin_ctzll(after) + 1;
+                    break;
+                }
+                from = block + 64;
+            }
+            block = from;
+            ends = lineEndBits(block);
+        }
+    }
+    return end;
+}
 } // namespace
 
 void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
-                                 int& uvCount, unsigned long bufferSize)
+                                 int& uvCount, unsigned long bufferSize, bool countCorners)
 {
     QDObjByteReader in(file, bufferSize);
     StatCounts n;
@@ -164,6 +224,11 @@ void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, i
     for (;;)
     {
         const unsigned char*& position = in.position();
+        if (!countCorners && position < in.lineSafeEnd())
+        {
+            position = countLinesByFirstBytes(position, in.lineSafeEnd(), n);
+            continue;
+        }
         if (position < in.lineSafeEnd())
         {
             // Face lines, most of the file, counted in one go.
@@ -188,7 +253,7 @@ void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, i
 endOfFile:
     vertexCount = clampCount(n.vertexLines);
     faceCount = clampCount(n.faceLines);
-    cornerCount = clampCount(n.corners);
+    cornerCount = countCorners ? clampCount(n.corners) : 0;
     uvCount = n.uvCount();
 }
 

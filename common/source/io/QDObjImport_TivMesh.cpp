@@ -39,7 +39,7 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
 
     long fileSize = QDDiskServer::fileSize(file);
     int vertexCount = 0, faceCount = 0, cornerCount = 0, uvCount = 0;
-    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, m_readBufferSize);
+    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, m_readBufferSize, false);
     QDDiskServer::fileSeek(file, 0, 0);
 
     // Four slots per face is exact for triangles and quads; polygons of five or
