@@ -611,8 +611,11 @@ private:
     {
         float value[3];
         const unsigned char* end;
-        if (p[0] == 'f') return wholeFaceLine(p + 1);
+        if (p[0] == 'f') return usualFaceLine(p + 1);
         if (p[0] != 'v') return nullptr;
+        // "vn", "vp" and the like: a letter other than "t" right after the "v"
+        // skips the line.
+        if (p[1] > '9' && p[1] != 't') return qdObjFindLineEnd(p + 2, m_in.lineSafeEnd()) + 1;
         // Whole vectors only when no earlier short line left one half filled.
         if (p[1] == ' ')
         {
@@ -762,8 +765,16 @@ private:
     static const int s_quickCorners = 32;
     bool quickFaceLine(QDObjLineCursor& in)
     {
-        const unsigned char* p = in.position();
-        if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return false;
+        const unsigned char* next = quickFace(in.position());
+        if (next) in.setPosition(next);
+        return next != nullptr;
+    }
+
+    // quickFaceLine on the line whose "f" is just before p; returns the start
+    // of the next line, or null with nothing read.
+    const unsigned char* quickFace(const unsigned char* p)
+    {
+        if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return nullptr;
         int vertex[s_quickCorners], texture[s_quickCorners];
         int count = 0, textured = 0;
         for (;;)
@@ -771,36 +782,52 @@ private:
             while (qdObjIsBlank(*p))
                 ++p;
             if (qdObjIsLineEnd(*p)) break;
-            if (count == s_quickCorners) return false;
+            if (count == s_quickCorners) return nullptr;
             std::uint64_t index;
             int n = digitRun(p, index);
-            if (n == 0 || n == 8) return false;
+            if (n == 0 || n == 8) return nullptr;
             p += n;
             vertex[count++] = int(index) - 1;
             if (*p == '/')
             {
                 n = digitRun(++p, index);
-                if (n == 8) return false;
+                if (n == 8) return nullptr;
                 p += n;
                 if (n > 0) texture[textured++] = int(index) - 1;
                 if (*p == '/') do
                         ++p;
                     while (qdObjIsDigit(*p) || *p == '/');
             }
-            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return false;
+            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return nullptr;
         }
-        in.setPosition(p + 1);
         emitFace(vertex, count, texture, textured);
         // Texture indices of a face that lacks some stay for the next face.
         if (textured != count)
             for (int k = 0; k < textured; ++k)
                 m_uvList.push_back(texture[k]);
-        return true;
+        return p + 1;
     }
 
     bool faceLine(QDObjLineCursor& in)
     {
         return quickFaceLine(in) || faceLine<QDObjLineCursor>(in);
+    }
+
+    // Face lines longer than the wide reader's 64 bytes, or of more than four
+    // corners, tend to come in runs: after the wide reader refused one, the
+    // reading along the line is tried first, until a line fits the wide one
+    // again. Both give the same result; only the work refused differs.
+    const unsigned char* usualFaceLine(const unsigned char* p)
+    {
+        if (!m_faceLinesAlong)
+        {
+            if (const unsigned char* next = wholeFaceLine(p)) return next;
+            m_faceLinesAlong = true;
+            return quickFace(p);
+        }
+        const unsigned char* next = quickFace(p);
+        if (next && next - p <= 48) m_faceLinesAlong = false;
+        return next;
     }
 
     // A face line of three or four usual corners, when no abandoned line has
@@ -923,6 +950,7 @@ private:
     const int m_materialNameSize;
     QDArray<int> m_vertexList;
     QDArray<int> m_uvList;
+    bool m_faceLinesAlong = false;
     long long m_positionNumbers = 0;
     int m_positionComponent = 0;
     int m_uvComponent = 0;
