@@ -135,36 +135,28 @@ inline std::uint64_t lineEndBits(const unsigned char* p)
 #endif
 }
 
-// The lines in [p, end), end being just past a line end, counted as countLine
-// counts them but for their corners: the first two bytes of a line tell all
-// else. The line ends are found 64 bytes at a time. Returns end.
+// The lines in [p, end), p being the start of a line and end just past a line
+// end, counted as countLine counts them but for their corners: the first two
+// bytes of a line tell all else. The line starts are found 64 bytes at a time,
+// as the bytes after the line ends. Returns end.
 const unsigned char* countLinesByFirstBytes(const unsigned char* p, const unsigned char* end,
                                             StatCounts& n)
 {
-    const unsigned char* block = p;
-    std::uint64_t ends = lineEndBits(block);
-    while (p < end)
+    std::uint64_t carry = 1; // bit 0: the block's first byte starts a line
+    for (const unsigned char* block = p; block < end; block += 64)
     {
-        const int first = p[0], second = p[1];
-        n.vertexLines += first == 'v' && qdObjIsBlank(second);
-        n.uvLines += first == 'v' && second == 't';
-        n.faceLines += first == 'f' && qdObjIsBlank(second);
-        // The line's end: the first LF or CR from p on (p itself for an empty line).
-        const unsigned char* from = p;
-        for (;;)
+        const std::uint64_t ends = lineEndBits(block);
+        std::uint64_t starts = (ends << 1) | carry;
+        carry = ends >> 63;
+        if (end - block < 64) starts &= (std::uint64_t(1) << (end - block)) - 1;
+        while (starts != 0)
         {
-            if (from - block < 64)
-            {
-                const std::uint64_t after = ends >> (from - block);
-                if (after != 0)
-                {
-                    p = from + __builtin_ctzll(after) + 1;
-                    break;
-                }
-                from = block + 64;
-            }
-            block = from;
-            ends = lineEndBits(block);
+            const unsigned char* line = block + __builtin_ctzll(starts);
+            starts &= starts - 1;
+            const int first = line[0], second = line[1];
+            n.vertexLines += first == 'v' && qdObjIsBlank(second);
+            n.uvLines += first == 'v' && second == 't';
+            n.faceLines += first == 'f' && qdObjIsBlank(second);
         }
     }
     return end;
@@ -346,6 +338,28 @@ inline bool digitRun16(const unsigned char*& p, std::uint64_t& value, int& count
     value = value * s_powersOfTen[n] + more;
     count += n;
     return n < 8;
+}
+
+// The first byte from p on that is neither a digit nor "/" (the normal index
+// of a corner, which is passed over), sixteen bytes at a time: a line always
+// ends in a byte of neither kind, and the buffer has padding after its data.
+inline const unsigned char* pastDigitsAndSlashes(const unsigned char* p)
+{
+#if defined(__SSE2__) || defined(_M_X64)
+    for (;; p += 16)
+    {
+        // "/" and the digits are the bytes 0x2F to 0x39; signed comparisons
+        // leave bytes from 0x80 on outside.
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const unsigned inside = unsigned(_mm_movemask_epi8(_mm_and_si128(
+            _mm_cmpgt_epi8(x, _mm_set1_epi8('/' - 1)), _mm_cmplt_epi8(x, _mm_set1_epi8('9' + 1)))));
+        if (inside != 0xFFFF) return p + __builtin_ctz(~inside);
+    }
+#else
+    while (qdObjIsDigit(*p) || *p == '/')
+        ++p;
+    return p;
+#endif
 }
 
 // Element ceiling of the output arrays, whose sizes are ints.
@@ -794,9 +808,7 @@ private:
                 if (n == 8) return nullptr;
                 p += n;
                 if (n > 0) texture[textured++] = int(index) - 1;
-                if (*p == '/') do
-                        ++p;
-                    while (qdObjIsDigit(*p) || *p == '/');
+                if (*p == '/') p = pastDigitsAndSlashes(p + 1);
             }
             if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return nullptr;
         }
