@@ -113,6 +113,7 @@ template <class In> bool countLine(In& in, int c, StatCounts& n)
         if (!qdObjIsBlank(c)) return finishLine(in, c);
     }
 }
+
 // The bits of the LF and CR bytes among the 64 bytes at p.
 inline std::uint64_t lineEndBits(const unsigned char* p)
 {

@@ -139,12 +139,13 @@ void numberPositionsInPlace(QDArray<QDVector3f>& vertices, DistinctPositions& di
 {
     unsigned char* ids = reinterpret_cast<unsigned char*>(vertices.begin());
     const int count = vertices.size();
-    // The hashes of the next vertices, computed s_ahead vertices before their
-    // lookup so that their slots are fetched meanwhile. A vertex is hashed
-    // before any id is written over it: ids land behind the vertex being read.
-    const int s_ahead = 16, s_valueAhead = 8;
-    std::uint32_t hashes[s_ahead];
-    for (int i = 0; i < s_ahead && i < count; ++i)
+    // Each vertex is hashed 'ahead' vertices before its lookup, so that its
+    // slot is fetched meanwhile, and the position that slot names is fetched
+    // 'valueAhead' vertices before. A vertex is hashed before any id is written
+    // over it: ids land behind the vertex being read.
+    const int ahead = 16, valueAhead = 8;
+    std::uint32_t hashes[ahead];
+    for (int i = 0; i < ahead && i < count; ++i)
     {
         hashes[i] = hashKey(makeKey(vertices[i]));
         distinct.prefetchSlot(hashes[i]);
@@ -152,14 +153,14 @@ void numberPositionsInPlace(QDArray<QDVector3f>& vertices, DistinctPositions& di
     for (int i = 0; i < count; ++i)
     {
         const QDVector3f p = vertices[i];
-        const std::uint32_t hash = hashes[i % s_ahead];
-        if (i + s_ahead < count)
+        const std::uint32_t hash = hashes[i % ahead];
+        if (i + ahead < count)
         {
-            const std::uint32_t next = hashKey(makeKey(vertices[i + s_ahead]));
-            hashes[i % s_ahead] = next;
+            const std::uint32_t next = hashKey(makeKey(vertices[i + ahead]));
+            hashes[i % ahead] = next;
             distinct.prefetchSlot(next);
         }
-        if (i + s_valueAhead < count) distinct.prefetchValue(hashes[(i + s_valueAhead) % s_ahead]);
+        if (i + valueAhead < count) distinct.prefetchValue(hashes[(i + valueAhead) % ahead]);
         const int id = distinct.add(p, hash);
         std::memcpy(ids + 4 * std::size_t(i), &id, sizeof id);
     }
