@@ -35,6 +35,10 @@ inline std::string plainFile()
 {
     return dataFolder() + "/plain_1M.obj";
 }
+inline std::string mixedFile()
+{
+    return dataFolder() + "/mixed_1M.obj";
+}
 
 inline long fileSize(const std::string& path)
 {
@@ -150,12 +154,87 @@ inline bool writePlainFile(const std::string& path)
     return w.finish();
 }
 
+// What other programs write: shared positions with "vt" and "vn" lines, no
+// header counts, faces of three, four and five corners mixed, blocks of faces
+// in turn written "a//n" and "a/b/c", each block opened by a comment, a blank
+// line, "g", "usemtl" and "s" lines.
+inline bool writeMixedFile(const std::string& path)
+{
+    Writer w(path);
+    FILE* f = w.file();
+    if (!f) return false;
+    const int columns = 1000, rows = s_faceTarget * 3 / 4 / columns, blockRows = 25;
+    fprintf(f, "mtllib mixed_1M.mtl\no mixed\n");
+    for (int j = 0; j <= rows; ++j)
+        for (int i = 0; i <= columns; ++i)
+        {
+            double x, y, z;
+            surfacePoint(i, j, x, y, z);
+            fprintf(f, "v %.6f %.6f %.6f\n", x, y, z);
+        }
+    fprintf(f, "\n");
+    for (int j = 0; j <= rows; ++j)
+        for (int i = 0; i <= columns; ++i)
+            fprintf(f, "vt %.6f %.6f\n", double(i) / columns, double(j) / rows);
+    fprintf(f, "\n");
+    for (int j = 0; j <= rows; ++j)
+        for (int i = 0; i <= columns; ++i)
+            fprintf(f, "vn %.4f %.4f %.4f\n", 0.1 * std::sin(i * 0.3), 0.98,
+                    0.1 * std::cos(j * 0.2));
+    for (int j = 0; j < rows; ++j)
+    {
+        const int block = j / blockRows;
+        const bool textured = block % 2 == 1;
+        if (j % blockRows == 0)
+            fprintf(f, "\n# block %d\ng block_%d\nusemtl material_%d\ns %d\n", block, block,
+                    block % 3, block % 2 == 0 ? 1 : 0);
+        for (int i = 0; i < columns; ++i)
+        {
+            const int a = j * (columns + 1) + i + 1, b = a + 1, c = b + columns + 1,
+                      d = a + columns + 1, e = i + 1 < columns ? b + 1 : c;
+            int polygons[2][5], sizes[2] = {0, 0};
+            switch ((i + j) % 3)
+            {
+            case 0: // a quad
+                sizes[0] = 4;
+                polygons[0][0] = a, polygons[0][1] = b, polygons[0][2] = c, polygons[0][3] = d;
+                break;
+            case 1: // two triangles
+                sizes[0] = sizes[1] = 3;
+                polygons[0][0] = a, polygons[0][1] = b, polygons[0][2] = c;
+                polygons[1][0] = a, polygons[1][1] = c, polygons[1][2] = d;
+                break;
+            default: // a pentagon
+                sizes[0] = 5;
+                polygons[0][0] = a, polygons[0][1] = b, polygons[0][2] = e, polygons[0][3] = c,
+                polygons[0][4] = d;
+                break;
+            }
+            for (int p = 0; p < 2 && sizes[p] > 0; ++p)
+            {
+                fputc('f', f);
+                for (int k = 0; k < sizes[p]; ++k)
+                {
+                    const int v = polygons[p][k];
+                    if (textured)
+                        fprintf(f, " %d/%d/%d", v, v, v);
+                    else
+                        fprintf(f, " %d//%d", v, v);
+                }
+                fputc('\n', f);
+            }
+        }
+    }
+    return w.finish();
+}
+
 inline bool ensureFiles()
 {
     mkdir(dataFolder().c_str(), 0755);
     bool ok = true;
     if (fileSize(hostFile()) <= 0) ok = writeHostFile(hostFile()) && ok;
     if (fileSize(plainFile()) <= 0) ok = writePlainFile(plainFile()) && ok;
+    if (fileSize(mixedFile()) <= 0) ok = writeMixedFile(mixedFile()) && ok;
     return ok;
 }
 } // namespace objbench

@@ -86,8 +86,9 @@ QDString systemPath(const std::string& path)
     return QDString((error ? path : absolute.string()).c_str());
 }
 
-// Reads a mesh; on failure returns the reason, else an empty string.
-std::string readMesh(const std::string& path, QDTivMesh& mesh)
+// Reads a mesh, welded when asked; on failure returns the reason, else an
+// empty string.
+std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld = false)
 {
     FILE* probe = fopen(path.c_str(), "rb");
     if (!probe) return strerror(errno);
@@ -96,9 +97,11 @@ std::string readMesh(const std::string& path, QDTivMesh& mesh)
     if (kindOf(path) == s_objKind)
     {
         QDObjImport importer;
-        return importer.importTivMesh(systemPath(path), mesh, true) ? "" : "cannot be opened";
+        return importer.importTivMesh(systemPath(path), mesh, true, weld) ? "" : "cannot be opened";
     }
-    return mesh.loadFromTivFile(systemPath(path)) ? "" : "not a Tiv mesh file";
+    if (!mesh.loadFromTivFile(systemPath(path))) return "not a Tiv mesh file";
+    if (weld) mesh.mergeEqualVertices();
+    return "";
 }
 
 std::string writeMesh(const std::string& path, const QDTivMesh& mesh)
@@ -146,31 +149,29 @@ int info(const std::string& path)
     return s_done;
 }
 
-void weldAndFlip(QDTivMesh& mesh, bool weld, bool flip)
+// Negates y and z and flips texture v, as a send does.
+void flipToMorvel(QDTivMesh& mesh)
 {
-    if (weld) mesh.mergeEqualVertices();
-    if (flip)
-    {
-        doFlipAndSwitch_PhotoshopToMorvel(mesh.m_vertices);
-        doFlipV_PhotoshopToMorvel(mesh.m_cornerUVs);
-        doFlipV_PhotoshopToMorvel(mesh.m_uniqueUVs);
-    }
+    doFlipAndSwitch_PhotoshopToMorvel(mesh.m_vertices);
+    doFlipV_PhotoshopToMorvel(mesh.m_cornerUVs);
+    doFlipV_PhotoshopToMorvel(mesh.m_uniqueUVs);
 }
 
 // A sent .tiv is already welded and flipped: only OBJ operands are.
 std::string readCompareOperand(const std::string& path, QDTivMesh& mesh, bool weld, bool flip)
 {
-    std::string failure = readMesh(path, mesh);
-    if (failure.empty() && kindOf(path) == s_objKind) weldAndFlip(mesh, weld, flip);
+    const bool obj = kindOf(path) == s_objKind;
+    std::string failure = readMesh(path, mesh, weld && obj);
+    if (failure.empty() && obj && flip) flipToMorvel(mesh);
     return failure;
 }
 
 int convert(const std::string& in, const std::string& out, bool weld, bool flip)
 {
     QDTivMesh mesh;
-    std::string failure = readMesh(in, mesh);
+    std::string failure = readMesh(in, mesh, weld);
     if (!failure.empty()) return fileError(in, failure);
-    weldAndFlip(mesh, weld, flip);
+    if (flip) flipToMorvel(mesh);
     errno = 0;
     failure = writeMesh(out, mesh);
     if (!failure.empty()) return fileError(out, failure);

@@ -21,10 +21,18 @@ public:
 
     explicit QDObjImport(unsigned long readBufferSize = s_readBufferSize);
 
-    bool importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs);
+    // With weld, equal positions are merged (QDTivMesh::mergeEqualVertices) as
+    // soon as the file is read, before the coordinates are copied out to the
+    // corners: the mesh is the same as welding afterwards, but the unwelded
+    // positions and the per-corner coordinates are never held at once.
+    bool importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs, bool weld = false);
 
+    // Without countCorners, cornerCount stays 0 for a file whose lines are
+    // counted (the import sizes nothing by it, and counting is then much
+    // cheaper); header counts set it as always.
     static void quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
-                               int& uvCount, unsigned long bufferSize = s_readBufferSize);
+                               int& uvCount, unsigned long bufferSize = s_readBufferSize,
+                               bool countCorners = true);
     static void quickReadTexture(FILE*& file, QDString& textureName, const char* materialName);
 
     // A 1 MiB scratch buffer kept from an earlier reader; the import does not use it.

@@ -10,6 +10,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#endif
+
 char* QDObjImport::s_fileBuffer = nullptr;
 char* QDObjImport::s_endFileBuffer = nullptr;
 char* QDObjImport::s_curBufferPos = nullptr;
@@ -109,10 +113,59 @@ template <class In> bool countLine(In& in, int c, StatCounts& n)
         if (!qdObjIsBlank(c)) return finishLine(in, c);
     }
 }
+
+// The bits of the LF and CR bytes among the 64 bytes at p.
+inline std::uint64_t lineEndBits(const unsigned char* p)
+{
+#if defined(__SSE2__) || defined(_M_X64)
+    std::uint64_t bits = 0;
+    const __m128i lf = _mm_set1_epi8('\n'), cr = _mm_set1_epi8('\r');
+    for (int k = 0; k < 4; ++k)
+    {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+        bits |= std::uint64_t(unsigned(_mm_movemask_epi8(
+                    _mm_or_si128(_mm_cmpeq_epi8(x, lf), _mm_cmpeq_epi8(x, cr)))))
+                << (16 * k);
+    }
+    return bits;
+#else
+    std::uint64_t bits = 0;
+    for (int i = 0; i < 64; ++i)
+        bits |= std::uint64_t(qdObjIsLineEnd(p[i])) << i;
+    return bits;
+#endif
+}
+
+// The lines in [p, end), p being the start of a line and end just past a line
+// end, counted as countLine counts them but for their corners: the first two
+// bytes of a line tell all else. The line starts are found 64 bytes at a time,
+// as the bytes after the line ends. Returns end.
+const unsigned char* countLinesByFirstBytes(const unsigned char* p, const unsigned char* end,
+                                            StatCounts& n)
+{
+    std::uint64_t carry = 1; // bit 0: the block's first byte starts a line
+    for (const unsigned char* block = p; block < end; block += 64)
+    {
+        const std::uint64_t ends = lineEndBits(block);
+        std::uint64_t starts = (ends << 1) | carry;
+        carry = ends >> 63;
+        if (end - block < 64) starts &= (std::uint64_t(1) << (end - block)) - 1;
+        while (starts != 0)
+        {
+            const unsigned char* line = block + __builtin_ctzll(starts);
+            starts &= starts - 1;
+            const int first = line[0], second = line[1];
+            n.vertexLines += first == 'v' && qdObjIsBlank(second);
+            n.uvLines += first == 'v' && second == 't';
+            n.faceLines += first == 'f' && qdObjIsBlank(second);
+        }
+    }
+    return end;
+}
 } // namespace
 
 void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
-                                 int& uvCount, unsigned long bufferSize)
+                                 int& uvCount, unsigned long bufferSize, bool countCorners)
 {
     QDObjByteReader in(file, bufferSize);
     StatCounts n;
@@ -164,6 +217,11 @@ void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, i
     for (;;)
     {
         const unsigned char*& position = in.position();
+        if (!countCorners && position < in.lineSafeEnd())
+        {
+            position = countLinesByFirstBytes(position, in.lineSafeEnd(), n);
+            continue;
+        }
         if (position < in.lineSafeEnd())
         {
             // Face lines, most of the file, counted in one go.
@@ -188,7 +246,7 @@ void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, i
 endOfFile:
     vertexCount = clampCount(n.vertexLines);
     faceCount = clampCount(n.faceLines);
-    cornerCount = clampCount(n.corners);
+    cornerCount = countCorners ? clampCount(n.corners) : 0;
     uvCount = n.uvCount();
 }
 
@@ -281,6 +339,28 @@ inline bool digitRun16(const unsigned char*& p, std::uint64_t& value, int& count
     value = value * s_powersOfTen[n] + more;
     count += n;
     return n < 8;
+}
+
+// The first byte from p on that is neither a digit nor "/" (the normal index
+// of a corner, which is passed over), sixteen bytes at a time: a line always
+// ends in a byte of neither kind, and the buffer has padding after its data.
+inline const unsigned char* pastDigitsAndSlashes(const unsigned char* p)
+{
+#if defined(__SSE2__) || defined(_M_X64)
+    for (;; p += 16)
+    {
+        // "/" and the digits are the bytes 0x2F to 0x39; signed comparisons
+        // leave bytes from 0x80 on outside.
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const unsigned inside = unsigned(_mm_movemask_epi8(_mm_and_si128(
+            _mm_cmpgt_epi8(x, _mm_set1_epi8('/' - 1)), _mm_cmplt_epi8(x, _mm_set1_epi8('9' + 1)))));
+        if (inside != 0xFFFF) return p + __builtin_ctz(~inside);
+    }
+#else
+    while (qdObjIsDigit(*p) || *p == '/')
+        ++p;
+    return p;
+#endif
 }
 
 // Element ceiling of the output arrays, whose sizes are ints.
@@ -546,8 +626,11 @@ private:
     {
         float value[3];
         const unsigned char* end;
-        if (p[0] == 'f') return wholeFaceLine(p + 1);
+        if (p[0] == 'f') return usualFaceLine(p + 1);
         if (p[0] != 'v') return nullptr;
+        // "vn", "vp" and the like: a letter other than "t" right after the "v"
+        // skips the line.
+        if (p[1] > '9' && p[1] != 't') return qdObjFindLineEnd(p + 2, m_in.lineSafeEnd()) + 1;
         // Whole vectors only when no earlier short line left one half filled.
         if (p[1] == ' ')
         {
@@ -690,49 +773,74 @@ private:
     }
 
     // A whole face line of unsigned corners "a", "a/b", "a/b/c" or "a//c" of at
-    // most seven digits each, when no abandoned line has left corners behind,
-    // is read in one go; any other line is left untouched for the general
-    // reading, with the corner lists as they were.
+    // most seven digits each, and at most s_quickCorners of them, when no
+    // abandoned line has left corners behind, is read in one go into local
+    // lists; any other line is left untouched for the general reading, with the
+    // corner lists as they were.
+    static const int s_quickCorners = 32;
     bool quickFaceLine(QDObjLineCursor& in)
     {
-        const unsigned char* p = in.position();
-        if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return false;
+        const unsigned char* next = quickFace(in.position());
+        if (next) in.setPosition(next);
+        return next != nullptr;
+    }
+
+    // quickFaceLine on the line whose "f" is just before p; returns the start
+    // of the next line, or null with nothing read.
+    const unsigned char* quickFace(const unsigned char* p)
+    {
+        if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return nullptr;
+        int vertex[s_quickCorners], texture[s_quickCorners];
+        int count = 0, textured = 0;
         for (;;)
         {
             while (qdObjIsBlank(*p))
                 ++p;
             if (qdObjIsLineEnd(*p)) break;
+            if (count == s_quickCorners) return nullptr;
             std::uint64_t index;
             int n = digitRun(p, index);
-            if (n == 0 || n == 8) return dropCorners();
+            if (n == 0 || n == 8) return nullptr;
             p += n;
-            m_vertexList.push_back(int(index) - 1);
+            vertex[count++] = int(index) - 1;
             if (*p == '/')
             {
                 n = digitRun(++p, index);
-                if (n == 8) return dropCorners();
+                if (n == 8) return nullptr;
                 p += n;
-                if (n > 0) m_uvList.push_back(int(index) - 1);
-                if (*p == '/') do
-                        ++p;
-                    while (qdObjIsDigit(*p) || *p == '/');
+                if (n > 0) texture[textured++] = int(index) - 1;
+                if (*p == '/') p = pastDigitsAndSlashes(p + 1);
             }
-            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return dropCorners();
+            if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return nullptr;
         }
-        in.setPosition(p + 1);
-        return emitFace();
-    }
-
-    bool dropCorners()
-    {
-        m_vertexList.clear();
-        m_uvList.clear();
-        return false;
+        emitFace(vertex, count, texture, textured);
+        // Texture indices of a face that lacks some stay for the next face.
+        if (textured != count)
+            for (int k = 0; k < textured; ++k)
+                m_uvList.push_back(texture[k]);
+        return p + 1;
     }
 
     bool faceLine(QDObjLineCursor& in)
     {
         return quickFaceLine(in) || faceLine<QDObjLineCursor>(in);
+    }
+
+    // Face lines longer than the wide reader's 64 bytes, or of more than four
+    // corners, tend to come in runs: after the wide reader refused one, the
+    // reading along the line is tried first, until a line fits the wide one
+    // again. Both give the same result; only the work refused differs.
+    const unsigned char* usualFaceLine(const unsigned char* p)
+    {
+        if (!m_faceLinesAlong)
+        {
+            if (const unsigned char* next = wholeFaceLine(p)) return next;
+            m_faceLinesAlong = true;
+            return quickFace(p);
+        }
+        const unsigned char* next = quickFace(p);
+        if (next && next - p <= 48) m_faceLinesAlong = false;
+        return next;
     }
 
     // A face line of three or four usual corners, when no abandoned line has
@@ -797,46 +905,32 @@ private:
     {
         const int n = m_vertexList.size();
         const bool withUVs = m_uvList.size() == n;
-        const int* v = m_vertexList.begin();
-        const int* t = m_uvList.begin();
-        const bool writeUVs = withUVs && m_readUVs;
-        const long long slots = n == 3 || n == 4 ? 4 : (n > 4 ? 4LL * (n - 2) : 0);
-        if (slots > 0 && m_slots.reserve(slots) && (!writeUVs || m_uvSlots.reserve(slots)))
-        {
-            if (n <= 4)
-            {
-                for (int k = 0; k < 3; ++k)
-                    m_slots.put(v[k]);
-                m_slots.put(n == 4 ? v[3] : -1);
-                if (writeUVs)
-                {
-                    for (int k = 0; k < 3; ++k)
-                        m_uvSlots.put(t[k]);
-                    // A triangle's fourth texture slot holds 1, not -1.
-                    m_uvSlots.put(n == 4 ? t[3] : 1);
-                }
-            }
-            else
-            {
-                for (int k = 2; k < n; ++k)
-                {
-                    m_slots.put(v[0]);
-                    m_slots.put(v[k - 1]);
-                    m_slots.put(v[k]);
-                    m_slots.put(-1);
-                    if (writeUVs)
-                    {
-                        m_uvSlots.put(t[0]);
-                        m_uvSlots.put(t[k - 1]);
-                        m_uvSlots.put(t[k]);
-                        m_uvSlots.put(-1);
-                    }
-                }
-            }
-        }
+        emitFace(m_vertexList.begin(), n, m_uvList.begin(), m_uvList.size());
         m_vertexList.clear();
         if (withUVs) m_uvList.clear();
         return true;
+    }
+
+    // The slots of a face of n corners v, with the texture indices t when
+    // there are as many of them.
+    void emitFace(const int* v, int n, const int* t, int textured)
+    {
+        const bool writeUVs = textured == n && m_readUVs;
+        const long long slots = n == 3 || n == 4 ? 4 : (n > 4 ? 4LL * (n - 2) : 0);
+        if (slots == 0 || !m_slots.reserve(slots) || (writeUVs && !m_uvSlots.reserve(slots)))
+            return;
+        if (n <= 4)
+        {
+            m_slots.put4(v[0], v[1], v[2], n == 4 ? v[3] : -1);
+            // A triangle's fourth texture slot holds 1, not -1.
+            if (writeUVs) m_uvSlots.put4(t[0], t[1], t[2], n == 4 ? t[3] : 1);
+            return;
+        }
+        for (int k = 2; k < n; ++k)
+        {
+            m_slots.put4(v[0], v[k - 1], v[k], -1);
+            if (writeUVs) m_uvSlots.put4(t[0], t[k - 1], t[k], -1);
+        }
     }
 
     // "usemtl" lines; the "u" has been read. Only a LF ends the name, so a CR
@@ -869,6 +963,7 @@ private:
     const int m_materialNameSize;
     QDArray<int> m_vertexList;
     QDArray<int> m_uvList;
+    bool m_faceLinesAlong = false;
     long long m_positionNumbers = 0;
     int m_positionComponent = 0;
     int m_uvComponent = 0;

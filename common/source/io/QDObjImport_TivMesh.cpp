@@ -32,14 +32,14 @@ const int s_maxFaces = 0x1fffffff;
 
 QDObjImport::QDObjImport(unsigned long readBufferSize) : m_readBufferSize(readBufferSize) {}
 
-bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs)
+bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs, bool weld)
 {
     FILE* file = QDDiskServer::fileOpen(path, "r");
     if (file == QDDiskServer::s_invalidFile) return false;
 
     long fileSize = QDDiskServer::fileSize(file);
     int vertexCount = 0, faceCount = 0, cornerCount = 0, uvCount = 0;
-    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, m_readBufferSize);
+    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, m_readBufferSize, false);
     QDDiskServer::fileSeek(file, 0, 0);
 
     // Four slots per face is exact for triangles and quads; polygons of five or
@@ -72,6 +72,8 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
             QDDiskServer::fileClose(mtl);
         }
     }
+
+    if (weld) mesh.mergeEqualVertices();
 
     // Texture indices come straight from the file: one outside the coordinates
     // leaves its corner at (0, 0).

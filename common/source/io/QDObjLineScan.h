@@ -472,16 +472,31 @@ inline unsigned bitCount(std::uint64_t x)
 // Counts the corners of an "f" line as the counting pass does, from p, the
 // byte after the keyword, for a line of spaces, digits and slashes only: the
 // words that begin with a digit, up to the first word that begins with a "/",
-// which ends the count. Returns the address of the line end, or null for a
-// line of any other bytes (blanks other than spaces among them).
+// which ends the count. Lines of up to 256 bytes are taken 64 bytes at a time.
+// Returns the address of the line end, or null for a longer line or one of any
+// other bytes (blanks other than spaces among them).
 inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& corners)
 {
     using namespace qdObjLineScan;
-    const QDObjLineBits bits = qdObjLineBits<true>(p);
-    unsigned end;
-    std::uint64_t starts, ends;
-    if (!faceWords(bits, end, starts, ends)) return nullptr;
-    const std::uint64_t stops = bits.mark & starts;
-    corners = bitCount(stops ? starts & below(int(lowestBit(stops))) : starts);
-    return p + end;
+    corners = 0;
+    bool counting = true;
+    std::uint64_t wordBefore = 0; // bit 0 set when the byte before the window is in a word
+    for (int window = 0; window < 4; ++window, p += 64)
+    {
+        const QDObjLineBits bits = qdObjLineBits<true>(p);
+        const unsigned end = bits.lineEnd ? lowestBit(bits.lineEnd) : 64;
+        const std::uint64_t line = end < 64 ? below(int(end)) : ~std::uint64_t(0);
+        if ((~bits.valid & line) || (window == 0 && !(bits.space & 1))) return nullptr;
+        const std::uint64_t words = ~bits.space & line;
+        const std::uint64_t starts = words & ~((words << 1) | wordBefore);
+        wordBefore = words >> 63;
+        if (counting)
+        {
+            const std::uint64_t stops = bits.mark & starts;
+            corners += bitCount(stops ? starts & below(int(lowestBit(stops))) : starts);
+            counting = stops == 0;
+        }
+        if (end < 64) return p + end;
+    }
+    return nullptr;
 }

@@ -66,12 +66,15 @@ public:
         while (size < 2 * expectedEntries)
             size *= 2;
         m_slots.assign(size, -1);
-        m_values.reserve(expectedEntries);
+        // Pages reserved but never written cost nothing, so a generous
+        // reserve spares the copies of growing.
+        m_values.reserve(2 * expectedEntries);
     }
 
-    int add(const QDVector3f& p)
+    // The id of p, given the hash of its key.
+    int add(const QDVector3f& p, std::uint32_t hash)
     {
-        int& slot = find(p);
+        int& slot = find(p, hash);
         if (slot >= 0)
         {
             m_values[std::size_t(slot)] = p;
@@ -86,6 +89,19 @@ public:
 
     const std::vector<QDVector3f>& values() const { return m_values; }
 
+    // Asks for the first slot that a position of this hash probes, and the
+    // position its id names, to be brought into the cache: the table is far
+    // larger than the cache, and a lookup waits on both.
+    void prefetchSlot(std::uint32_t hash) const
+    {
+        __builtin_prefetch(&m_slots[hash & (m_slots.size() - 1)]);
+    }
+    void prefetchValue(std::uint32_t hash) const
+    {
+        const int id = m_slots[hash & (m_slots.size() - 1)];
+        if (id >= 0) __builtin_prefetch(&m_values[std::size_t(id)]);
+    }
+
     // The slots are done with once every vertex is in: their storage (larger
     // than the number of ids) is handed on.
     std::vector<int> releaseSlots() { return std::move(m_slots); }
@@ -93,10 +109,10 @@ public:
 private:
     // The slot holding p's id, or the empty slot where it belongs. The table
     // is at most three quarters full, so an empty slot is always reached.
-    int& find(const QDVector3f& p)
+    int& find(const QDVector3f& p, std::uint32_t hash)
     {
         const std::size_t mask = m_slots.size() - 1;
-        std::size_t index = hashKey(makeKey(p)) & mask;
+        std::size_t index = hash & mask;
         for (std::size_t probe = 1;; ++probe)
         {
             int& slot = m_slots[index];
@@ -109,7 +125,7 @@ private:
     {
         m_slots.assign(m_slots.size() * 2, -1);
         for (std::size_t id = 0; id < m_values.size(); ++id)
-            find(m_values[id]) = int(id);
+            find(m_values[id], hashKey(makeKey(m_values[id]))) = int(id);
     }
 
     std::vector<int> m_slots;
@@ -123,10 +139,29 @@ void numberPositionsInPlace(QDArray<QDVector3f>& vertices, DistinctPositions& di
 {
     unsigned char* ids = reinterpret_cast<unsigned char*>(vertices.begin());
     const int count = vertices.size();
+    // Each vertex is hashed 'ahead' vertices before its lookup, so that its
+    // slot is fetched meanwhile, and the position that slot names is fetched
+    // 'valueAhead' vertices before. A vertex is hashed before any id is written
+    // over it: ids land behind the vertex being read.
+    const int ahead = 16, valueAhead = 8;
+    std::uint32_t hashes[ahead];
+    for (int i = 0; i < ahead && i < count; ++i)
+    {
+        hashes[i] = hashKey(makeKey(vertices[i]));
+        distinct.prefetchSlot(hashes[i]);
+    }
     for (int i = 0; i < count; ++i)
     {
         const QDVector3f p = vertices[i];
-        const int id = distinct.add(p);
+        const std::uint32_t hash = hashes[i % ahead];
+        if (i + ahead < count)
+        {
+            const std::uint32_t next = hashKey(makeKey(vertices[i + ahead]));
+            hashes[i % ahead] = next;
+            distinct.prefetchSlot(next);
+        }
+        if (i + valueAhead < count) distinct.prefetchValue(hashes[(i + valueAhead) % ahead]);
+        const int id = distinct.add(p, hash);
         std::memcpy(ids + 4 * std::size_t(i), &id, sizeof id);
     }
 }
@@ -204,16 +239,17 @@ int QDTivMesh::mergeEqualVertices()
     std::vector<KeyedId> sorted;
     sortDistinctPositions(distinct.values(), sorted);
 
+    // The ranks go into the slots' storage, and the sorted records are given
+    // back before the welded positions take their place.
     const int distinctCount = int(sorted.size());
     std::vector<int> rankOf = distinct.releaseSlots();
-    QDArray<QDVector3f> welded(distinctCount, QDVector3f());
     for (int rank = 0; rank < distinctCount; ++rank)
-    {
-        const int id = sorted[std::size_t(rank)].m_id;
-        welded[rank] = distinct.values()[std::size_t(id)];
-        rankOf[std::size_t(id)] = rank;
-    }
+        rankOf[std::size_t(sorted[std::size_t(rank)].m_id)] = rank;
     sorted = std::vector<KeyedId>();
+    QDArray<QDVector3f> welded(distinctCount, QDVector3f());
+    const std::vector<QDVector3f>& values = distinct.values();
+    for (int id = 0; id < distinctCount; ++id)
+        welded[rankOf[std::size_t(id)]] = values[std::size_t(id)];
 
     // An index outside the vertices (only a damaged file can hold one) is left
     // as it is rather than read through.
