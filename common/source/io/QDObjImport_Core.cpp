@@ -786,8 +786,25 @@ private:
     }
 
     // quickFaceLine on the line whose "f" is just before p; returns the start
-    // of the next line, or null with nothing read.
+    // of the next line, or null with nothing read. The corners are found 64
+    // bytes at a time where the line's shape allows, else one after the other.
     const unsigned char* quickFace(const unsigned char* p)
+    {
+        if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
+        int vertex[s_quickCorners], texture[s_quickCorners];
+        int count, textured;
+        const unsigned char* end =
+            qdObjQuickFaceCorners(p, vertex, texture, s_quickCorners, count, textured);
+        if (!end) return quickFaceAlong(p);
+        emitFace(vertex, count, texture, textured);
+        // Texture indices of a face that lacks some stay for the next face.
+        if (textured != count)
+            for (int k = 0; k < textured; ++k)
+                m_uvList.push_back(texture[k]);
+        return end + 1;
+    }
+
+    const unsigned char* quickFaceAlong(const unsigned char* p)
     {
         if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return nullptr;
         int vertex[s_quickCorners], texture[s_quickCorners];
