@@ -395,11 +395,12 @@ public:
         put(d);
     }
 
-    // Gives back storage that growth or overstated header counts left unused;
-    // an exact count costs no copy.
+    // Gives back storage that growth or overstated header counts left mostly
+    // unused. Capacity that was reserved but never written holds no memory, so
+    // a smaller surplus is not worth copying the array for.
     void finish()
     {
-        if (m_array.capacity() - m_array.size() > m_array.size() / 8 + 1024)
+        if (m_array.capacity() - m_array.size() > m_array.size() + 1024)
         {
             QDArray<T> exact(m_array);
             m_array.swap(exact);
