@@ -33,7 +33,8 @@ void QDObjImport::quickReadTexture(FILE*& file, QDString& textureName, const cha
     static const char* s_newMaterialStr = "newmtl";
     static const char* s_mapStr = "map_Kd";
 
-    QDObjByteReader in(file, s_mtlBufferSize);
+    QDObjReadBuffer buffer(s_mtlBufferSize);
+    QDObjByteReader in(file, buffer);
     char name[s_maxNameLength + 1] = {0};
     int nameLength = 0;
     bool nameTooLong = false;

@@ -39,7 +39,8 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
 
     long fileSize = QDDiskServer::fileSize(file);
     int vertexCount = 0, faceCount = 0, cornerCount = 0, uvCount = 0;
-    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, m_readBufferSize, false);
+    QDObjReadBuffer buffer(m_readBufferSize);
+    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, buffer, false);
     QDDiskServer::fileSeek(file, 0, 0);
 
     // Four slots per face is exact for triangles and quads; polygons of five or
@@ -56,8 +57,9 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
     mesh.m_bbox.clear();
 
     char materialName[s_materialNameSize];
-    quickReadTivMesh(file, mesh, readUVs, materialName, s_materialNameSize, m_readBufferSize);
+    quickReadTivMesh(file, mesh, readUVs, materialName, s_materialNameSize, buffer);
     QDDiskServer::fileClose(file);
+    buffer.release();
 
     if (materialName[0] != 0 && path.endsWith(".obj", true))
     {
