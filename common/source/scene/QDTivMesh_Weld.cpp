@@ -132,47 +132,6 @@ private:
     std::vector<QDVector3f> m_values;
 };
 
-// The ids of the positions met lately, by hash: a host mesh repeats each
-// position within a few rows of faces, so most vertices find their id here, in
-// a table small enough for the nearer caches, instead of in the large one. An
-// entry holds the exact bits of the value that the large table keeps for its
-// id: every position of an id has the same hash, hence the same entry, and
-// each miss rewrites the entry after the large table's value was set.
-class RecentPositions
-{
-public:
-    RecentPositions() : m_entries(s_size, Entry{{0, 0, 0}, -1}) {}
-
-    // The id of exactly these bits, or -1.
-    int find(const QDVector3f& p, std::uint32_t hash) const
-    {
-        const Entry& e = m_entries[hash & (s_size - 1)];
-        std::uint32_t bits[3];
-        std::memcpy(bits, &p, sizeof bits);
-        return (e.m_bits[0] == bits[0]) & (e.m_bits[1] == bits[1]) & (e.m_bits[2] == bits[2])
-                   ? e.m_id
-                   : -1;
-    }
-
-    void put(const QDVector3f& p, std::uint32_t hash, int id)
-    {
-        Entry& e = m_entries[hash & (s_size - 1)];
-        std::memcpy(e.m_bits, &p, sizeof e.m_bits);
-        e.m_id = id;
-    }
-
-private:
-    struct Entry
-    {
-        std::uint32_t m_bits[3];
-        int m_id;
-    };
-    static const std::uint32_t s_size = 16384;
-    std::vector<Entry> m_entries;
-};
-
-static_assert(sizeof(QDVector3f) == 12, "a position is three packed floats");
-
 // The id of every vertex, written as ints over the vertices' own storage: id i
 // lands in bytes [4i, 4i + 4), which only covers vertices already read, so the
 // V ids cost no memory of their own.
@@ -182,36 +141,27 @@ void numberPositionsInPlace(QDArray<QDVector3f>& vertices, DistinctPositions& di
     const int count = vertices.size();
     // Each vertex is hashed 'ahead' vertices before its lookup, so that its
     // slot is fetched meanwhile, and the position that slot names is fetched
-    // 'valueAhead' vertices before; a vertex found among the recent positions
-    // when it is hashed asks for neither (it is looked up again in its turn,
-    // as the entry may have changed). A vertex is hashed before any id is
-    // written over it: ids land behind the vertex being read.
+    // 'valueAhead' vertices before. A vertex is hashed before any id is written
+    // over it: ids land behind the vertex being read.
     const int ahead = 16, valueAhead = 8;
     std::uint32_t hashes[ahead];
-    bool recentAhead[ahead];
-    RecentPositions recent;
-    auto hashAhead = [&](int i)
-    {
-        const std::uint32_t hash = hashKey(makeKey(vertices[i]));
-        hashes[i % ahead] = hash;
-        recentAhead[i % ahead] = recent.find(vertices[i], hash) >= 0;
-        if (!recentAhead[i % ahead]) distinct.prefetchSlot(hash);
-    };
     for (int i = 0; i < ahead && i < count; ++i)
-        hashAhead(i);
+    {
+        hashes[i] = hashKey(makeKey(vertices[i]));
+        distinct.prefetchSlot(hashes[i]);
+    }
     for (int i = 0; i < count; ++i)
     {
         const QDVector3f p = vertices[i];
         const std::uint32_t hash = hashes[i % ahead];
-        if (i + ahead < count) hashAhead(i + ahead);
-        const int later = (i + valueAhead) % ahead;
-        if (i + valueAhead < count && !recentAhead[later]) distinct.prefetchValue(hashes[later]);
-        int id = recent.find(p, hash);
-        if (id < 0)
+        if (i + ahead < count)
         {
-            id = distinct.add(p, hash);
-            recent.put(p, hash, id);
+            const std::uint32_t next = hashKey(makeKey(vertices[i + ahead]));
+            hashes[i % ahead] = next;
+            distinct.prefetchSlot(next);
         }
+        if (i + valueAhead < count) distinct.prefetchValue(hashes[(i + valueAhead) % ahead]);
+        const int id = distinct.add(p, hash);
         std::memcpy(ids + 4 * std::size_t(i), &id, sizeof id);
     }
 }
