@@ -78,52 +78,28 @@ inline const unsigned char* qdObjFindLineEnd(const unsigned char* p, const unsig
 #endif
 }
 
-// The read buffer of the passes over a file: the data, with zeroed room
-// before it (never written later) and after it (zeroed again after every fill
-// by the reader), so that wide loads of a line's words and of the 64-byte
-// window of the whole-line readers never see bytes that were never written.
-// One import lends the same buffer to both of its passes: its pages are made
-// once.
-class QDObjReadBuffer
-{
-public:
-    explicit QDObjReadBuffer(unsigned long size)
-        : m_size(size > 0 ? size : 1),
-          m_bytes(new (std::nothrow) unsigned char[s_frontPadding + m_size + s_padding])
-    {
-        if (!m_bytes) return;
-        memset(m_bytes.get(), 0, s_frontPadding);
-        qdAdviseHugePages(data(), m_size);
-    }
-
-    static const unsigned long s_padding = 64;
-    static const unsigned long s_frontPadding = 16;
-
-    // Null when the memory could not be had.
-    unsigned char* data() { return m_bytes ? m_bytes.get() + s_frontPadding : nullptr; }
-    unsigned long size() const { return m_size; }
-    // Gives the memory back once the passes are done.
-    void release() { m_bytes.reset(); }
-
-private:
-    unsigned long m_size;
-    std::unique_ptr<unsigned char[]> m_bytes;
-};
-
 // Byte-at-a-time reading of a stream through one fixed buffer, refilled when
 // it runs dry, so that a file of any size costs one buffer. Tokens may straddle
 // two fills; callers keep their own state across next() calls.
 class QDObjByteReader
 {
 public:
-    explicit QDObjByteReader(FILE* file, QDObjReadBuffer& buffer)
-        : m_file(file), m_size(buffer.size()), m_data(buffer.data())
+    QDObjByteReader(FILE* file, unsigned long bufferSize)
+        : m_file(file), m_size(bufferSize > 0 ? bufferSize : 1),
+          m_buffer(new (std::nothrow) unsigned char[s_frontPadding + m_size + s_padding])
     {
+        if (!m_buffer) return;
+        memset(m_buffer.get(), 0, s_frontPadding);
+        qdAdviseHugePages(data(), m_size);
     }
 
-    // Bytes readable past the end of the data and before its start.
-    static const unsigned long s_padding = QDObjReadBuffer::s_padding;
-    static const unsigned long s_frontPadding = QDObjReadBuffer::s_frontPadding;
+    // Bytes readable past the end of the data, so that wide scans of a line
+    // that ends inside the data may load whole words and the 64-byte window of
+    // the whole-line readers, and bytes readable before its start for the
+    // words that end with a number. All are zeroed (those after the data after
+    // every fill), so that such loads never see bytes that were never written.
+    static const unsigned long s_padding = 64;
+    static const unsigned long s_frontPadding = 16;
 
     // The next byte (0-255), or -1 at the end of the file.
     int next()
@@ -155,13 +131,15 @@ public:
     const unsigned char* lineSafeEnd() const { return m_lineSafeEnd; }
 
 private:
+    unsigned char* data() { return m_buffer.get() + s_frontPadding; }
+
     bool refill()
     {
-        if (!m_data) return false;
-        unsigned long n = QDDiskServer::fileRead(m_file, m_data, m_size);
-        m_pos = m_data;
+        if (!m_buffer) return false;
+        unsigned long n = QDDiskServer::fileRead(m_file, data(), m_size);
+        m_pos = data();
         m_end = m_pos + n;
-        memset(m_data + n, 0, s_padding);
+        memset(data() + n, 0, s_padding);
         m_lineSafeEnd = m_pos;
         for (const unsigned char* p = m_end; p != m_pos; --p)
             if (qdObjIsLineEnd(p[-1]))
@@ -174,7 +152,7 @@ private:
 
     FILE* m_file;
     unsigned long m_size;
-    unsigned char* m_data;
+    std::unique_ptr<unsigned char[]> m_buffer;
     const unsigned char* m_pos = nullptr;
     const unsigned char* m_end = nullptr;
     const unsigned char* m_lineSafeEnd = nullptr;

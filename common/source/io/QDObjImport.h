@@ -5,7 +5,6 @@
 #include <cstdio>
 
 class QDTivMesh;
-class QDObjReadBuffer;
 
 // Reads the OBJ files that the host exports (positions, texture coordinates,
 // faces, the first material) and looks the material's colour map up in the
@@ -34,10 +33,6 @@ public:
     static void quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
                                int& uvCount, unsigned long bufferSize = s_readBufferSize,
                                bool countCorners = true);
-    // The same through a read buffer that the caller lends: the import lends
-    // one buffer to both of its passes.
-    static void quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
-                               int& uvCount, QDObjReadBuffer& buffer, bool countCorners);
     static void quickReadTexture(FILE*& file, QDString& textureName, const char* materialName);
 
     // A 1 MiB scratch buffer kept from an earlier reader; the import does not use it.
@@ -59,5 +54,3 @@ private:
 void quickReadTivMesh(FILE* file, QDTivMesh& mesh, bool readUVs, char* materialName,
                       int materialNameSize,
                       unsigned long bufferSize = QDObjImport::s_readBufferSize);
-void quickReadTivMesh(FILE* file, QDTivMesh& mesh, bool readUVs, char* materialName,
-                      int materialNameSize, QDObjReadBuffer& buffer);

@@ -167,14 +167,7 @@ const unsigned char* countLinesByFirstBytes(const unsigned char* p, const unsign
 void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
                                  int& uvCount, unsigned long bufferSize, bool countCorners)
 {
-    QDObjReadBuffer buffer(bufferSize);
-    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, buffer, countCorners);
-}
-
-void QDObjImport::quickReadStats(FILE* file, int& vertexCount, int& faceCount, int& cornerCount,
-                                 int& uvCount, QDObjReadBuffer& buffer, bool countCorners)
-{
-    QDObjByteReader in(file, buffer);
+    QDObjByteReader in(file, bufferSize);
     StatCounts n;
     int c;
     // Header phase: the comments before the first data line.
@@ -436,9 +429,9 @@ private:
 class ObjParser
 {
 public:
-    ObjParser(FILE* file, QDObjReadBuffer& buffer, QDTivMesh& mesh, bool readUVs,
+    ObjParser(FILE* file, unsigned long bufferSize, QDTivMesh& mesh, bool readUVs,
               char* materialName, int materialNameSize)
-        : m_in(file, buffer), m_readUVs(readUVs), m_vertices(mesh.m_vertices, true),
+        : m_in(file, bufferSize), m_readUVs(readUVs), m_vertices(mesh.m_vertices, true),
           m_slots(mesh.m_faceVertexIndices, true), m_uvs(mesh.m_uniqueUVs, readUVs),
           m_uvSlots(mesh.m_cornerUVIndices, readUVs), m_materialName(materialName),
           m_materialNameSize(materialNameSize)
@@ -1000,12 +993,5 @@ private:
 void quickReadTivMesh(FILE* file, QDTivMesh& mesh, bool readUVs, char* materialName,
                       int materialNameSize, unsigned long bufferSize)
 {
-    QDObjReadBuffer buffer(bufferSize);
-    quickReadTivMesh(file, mesh, readUVs, materialName, materialNameSize, buffer);
-}
-
-void quickReadTivMesh(FILE* file, QDTivMesh& mesh, bool readUVs, char* materialName,
-                      int materialNameSize, QDObjReadBuffer& buffer)
-{
-    ObjParser(file, buffer, mesh, readUVs, materialName, materialNameSize).run();
+    ObjParser(file, bufferSize, mesh, readUVs, materialName, materialNameSize).run();
 }

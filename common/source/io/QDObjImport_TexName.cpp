@@ -33,8 +33,7 @@ void QDObjImport::quickReadTexture(FILE*& file, QDString& textureName, const cha
     static const char* s_newMaterialStr = "newmtl";
     static const char* s_mapStr = "map_Kd";
 
-    QDObjReadBuffer buffer(s_mtlBufferSize);
-    QDObjByteReader in(file, buffer);
+    QDObjByteReader in(file, s_mtlBufferSize);
     char name[s_maxNameLength + 1] = {0};
     int nameLength = 0;
     bool nameTooLong = false;

@@ -39,8 +39,7 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
 
     long fileSize = QDDiskServer::fileSize(file);
     int vertexCount = 0, faceCount = 0, cornerCount = 0, uvCount = 0;
-    QDObjReadBuffer buffer(m_readBufferSize);
-    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, buffer, false);
+    quickReadStats(file, vertexCount, faceCount, cornerCount, uvCount, m_readBufferSize, false);
     QDDiskServer::fileSeek(file, 0, 0);
 
     // Four slots per face is exact for triangles and quads; polygons of five or
@@ -57,9 +56,8 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
     mesh.m_bbox.clear();
 
     char materialName[s_materialNameSize];
-    quickReadTivMesh(file, mesh, readUVs, materialName, s_materialNameSize, buffer);
+    quickReadTivMesh(file, mesh, readUVs, materialName, s_materialNameSize, m_readBufferSize);
     QDDiskServer::fileClose(file);
-    buffer.release();
 
     if (materialName[0] != 0 && path.endsWith(".obj", true))
     {
