@@ -8,7 +8,7 @@
 // of several runs drops the rounds it disturbed. Any --benchmark_... argument
 // runs the Google Benchmark cases instead.
 //
-//   objimport_bench [--rounds N]        (default 7; tinyobjloader runs in 2)
+//   objimport_bench [--rounds N] [--trim]   (default 7; tinyobjloader runs in 2)
 //
 // Targets: at least 2.0x fast_obj on the host file, 1.3x on the mixed file.
 
@@ -26,6 +26,10 @@
 #include <string>
 #include <ctime>
 #include <vector>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #ifdef TIV_HAVE_TINYOBJLOADER
 #include <tiny_obj_loader.h>
@@ -138,6 +142,19 @@ void registerBenchmarks()
                 ->Iterations(reader.rounds ? 2 : 5);
 }
 
+// With --trim, the memory that the reader before left free goes back to the
+// system before each run, so that no reader finds pages already made by
+// another: what the allocator keeps after one reader can make the next one
+// faster than it would be on its own (a reader that grows its arrays step by
+// step gains most), and which one gains depends on the order of the runs.
+bool s_trim = false;
+void releaseFreeMemory()
+{
+#ifdef __GLIBC__
+    if (s_trim) malloc_trim(0);
+#endif
+}
+
 // User and system time of this thread: on a machine shared with other work it
 // leaves out the time spent waiting for a core.
 double cpuSeconds()
@@ -158,6 +175,7 @@ int alternate(int rounds)
             for (std::size_t r = 0; r < list.size(); ++r)
             {
                 if (list[r].rounds && round >= list[r].rounds) continue;
+                releaseFreeMemory();
                 auto start = std::chrono::steady_clock::now();
                 const double startCpu = cpuSeconds();
                 bool ok = list[r].read(file.path);
@@ -203,6 +221,7 @@ int main(int argc, char** argv)
     {
         if (strncmp(argv[i], "--benchmark", 11) == 0) googleBenchmark = true;
         if (strcmp(argv[i], "--rounds") == 0 && i + 1 < argc) rounds = atoi(argv[i + 1]);
+        if (strcmp(argv[i], "--trim") == 0) s_trim = true;
     }
     if (!googleBenchmark) return alternate(rounds > 0 ? rounds : 1);
     registerBenchmarks();

@@ -49,5 +49,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     checkNumbers<3>(line);
     QDObjCorners corners;
     if (qdObjQuickCorners(line, corners) && (corners.count < 3 || corners.count > 4)) abort();
+    int vertex[8], texture[8], count, textured;
+    const unsigned char* end = qdObjQuickFaceCorners(line, vertex, texture, 8, count, textured);
+    if (end && (end >= line + size || (*end != '\n' && *end != '\r') || count > 8 ||
+                textured > count))
+        abort();
     return 0;
 }

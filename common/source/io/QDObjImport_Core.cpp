@@ -395,11 +395,12 @@ public:
         put(d);
     }
 
-    // Gives back storage that growth or overstated header counts left unused;
-    // an exact count costs no copy.
+    // Gives back storage that growth or overstated header counts left mostly
+    // unused. Capacity that was reserved but never written holds no memory, so
+    // a smaller surplus is not worth copying the array for.
     void finish()
     {
-        if (m_array.capacity() - m_array.size() > m_array.size() / 8 + 1024)
+        if (m_array.capacity() - m_array.size() > m_array.size() + 1024)
         {
             QDArray<T> exact(m_array);
             m_array.swap(exact);
@@ -786,8 +787,25 @@ private:
     }
 
     // quickFaceLine on the line whose "f" is just before p; returns the start
-    // of the next line, or null with nothing read.
+    // of the next line, or null with nothing read. The corners are found 64
+    // bytes at a time where the line's shape allows, else one after the other.
     const unsigned char* quickFace(const unsigned char* p)
+    {
+        if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
+        int vertex[s_quickCorners], texture[s_quickCorners];
+        int count, textured;
+        const unsigned char* end =
+            qdObjQuickFaceCorners(p, vertex, texture, s_quickCorners, count, textured);
+        if (!end) return quickFaceAlong(p);
+        emitFace(vertex, count, texture, textured);
+        // Texture indices of a face that lacks some stay for the next face.
+        if (textured != count)
+            for (int k = 0; k < textured; ++k)
+                m_uvList.push_back(texture[k]);
+        return end + 1;
+    }
+
+    const unsigned char* quickFaceAlong(const unsigned char* p)
     {
         if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return nullptr;
         int vertex[s_quickCorners], texture[s_quickCorners];

@@ -500,3 +500,67 @@ inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& 
     }
     return nullptr;
 }
+
+// Reads the corners of an "f" line from p, the byte after the keyword, 64
+// bytes at a time, for lines of up to 256 bytes: a space, then corners "a",
+// "a/b", "a//c" or "a/b/c" separated by spaces, with at most eight digits in
+// each of their first two indices (anything of digits and slashes after the
+// second "/" is passed over, as the reading along the line does). A corner is
+// never split between two windows: the next window begins where the corner
+// that the last one cut begins. vertex receives every corner's vertex index
+// minus one, texture the texture index minus one of the corners that have one,
+// both in line order; count and textured tell how many. Returns the address of
+// the line end, or null, with nothing meaningful stored, for a line of any other
+// shape or of more than 'most' corners.
+inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* vertex,
+                                                  int* texture, int most, int& count,
+                                                  int& textured)
+{
+    using namespace qdObjLineScan;
+    // Kept in registers: the stores through vertex and texture could change
+    // what the references name.
+    int n = 0, t = 0;
+    if (*p != ' ') return nullptr;
+    for (int window = 0; window < 4; ++window)
+    {
+        const QDObjLineBits bits = qdObjLineBits<true>(p);
+        const unsigned end = bits.lineEnd ? lowestBit(bits.lineEnd) : 64;
+        const std::uint64_t line = end < 64 ? below(int(end)) : ~std::uint64_t(0);
+        if (~bits.valid & line) return nullptr;
+        const std::uint64_t words = ~bits.space & line;
+        std::uint64_t starts = words & ~(words << 1);
+        // A corner that runs to the window's last byte has no end bit here.
+        std::uint64_t ends = ~words & (words << 1);
+        if (bits.mark & starts) return nullptr;
+        while (starts != 0 && ends != 0)
+        {
+            const unsigned first = lowestBit(starts), last = lowestBit(ends);
+            starts &= starts - 1;
+            ends &= ends - 1;
+            if (n == most) return nullptr;
+            const std::uint64_t stop = std::uint64_t(1) << (last - first);
+            const std::uint64_t slashes = (bits.mark >> first) & (stop - 1);
+            const unsigned vertexEnd = first + lowestBit(slashes | stop);
+            const unsigned textureEnd = first + lowestBit((slashes & (slashes - 1)) | stop);
+            const unsigned vertexDigits = vertexEnd - first;
+            const unsigned textureDigits = textureEnd - vertexEnd - (slashes != 0);
+            if (vertexDigits > 8 || textureDigits > 8) return nullptr;
+            vertex[n++] = int(digitsValue(wordBefore(p + vertexEnd), vertexDigits)) - 1;
+            if (textureDigits != 0)
+                texture[t++] = int(digitsValue(wordBefore(p + textureEnd), textureDigits)) - 1;
+        }
+        if (end < 64)
+        {
+            count = n;
+            textured = t;
+            return p + end;
+        }
+        if (starts == 0)
+            p += 64;
+        else if (lowestBit(starts) == 0)
+            return nullptr; // one corner longer than the window
+        else
+            p += lowestBit(starts);
+    }
+    return nullptr;
+}
