@@ -20,7 +20,8 @@ void checkBits(const unsigned char* line, bool face)
     const QDObjLineBits byByte = qdObjLineBitsByByte(line, face);
     const std::uint64_t end = byByte.lineEnd, kept = end ? end - 1 : ~0ull;
     if ((wide.lineEnd & (kept | end)) != end || (wide.space & kept) != byByte.space ||
-        (wide.mark & kept) != byByte.mark || (wide.valid & kept) != byByte.valid)
+        (wide.mark & kept) != byByte.mark || (wide.valid & kept) != byByte.valid ||
+        (wide.minus & kept) != byByte.minus)
         abort();
 }
 
@@ -33,6 +34,21 @@ template <int count> void checkNumbers(const unsigned char* line)
     const bool read = qdObjLineScan::numberValues<count>(line, numbers, wide);
     if (read != qdObjLineScan::numberValuesByWord<count>(line, numbers, byWord)) abort();
     if (read && memcmp(wide, byWord, sizeof(wide)) != 0) abort();
+}
+
+// The reader that keeps the shapes of earlier lines, across inputs, against the
+// one that takes every line apart afresh; each line is read twice, so that the
+// second reading finds its shape.
+template <int count> void checkShapes(const unsigned char* line)
+{
+    static QDObjNumberShapes<count> shapes;
+    float fresh[count], cached[count];
+    const unsigned char* end = qdObjQuickNumbers<count>(line, fresh);
+    for (int k = 0; k < 2; ++k)
+    {
+        if (qdObjQuickNumbers<count>(line, cached, shapes) != end) abort();
+        if (end && memcmp(fresh, cached, sizeof(fresh)) != 0) abort();
+    }
 }
 } // namespace
 
@@ -47,6 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     checkBits(line, true);
     checkNumbers<2>(line);
     checkNumbers<3>(line);
+    checkShapes<2>(line);
+    checkShapes<3>(line);
     QDObjCorners corners;
     if (qdObjQuickCorners(line, corners) && (corners.count < 3 || corners.count > 4)) abort();
     int vertex[8], texture[8], count, textured;

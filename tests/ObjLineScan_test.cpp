@@ -207,6 +207,21 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
     // Minus zero keeps its sign.
     ASSERT_NE(qdObjQuickNumbers<2>(PaddedLine(" -0.000000 0.0\r\n").begin(), v), nullptr);
     EXPECT_TRUE(std::signbit(v[0]) && !std::signbit(v[1]));
+    // A line of the same spaces, dots and minus signs as one read before, but
+    // with another byte among the digits or another value, is read afresh.
+    QDObjNumberShapes<3> shapes;
+    for (const char* line : {" 1.5 -0.25 0.1\n", " 2.5 -0.75 9.9\n", " +.5 -0.25 0.1\n",
+                             " 1.5 -0x25 0.1\n", " 1.5 -0.25 0.1\n"})
+    {
+        float cached[3] = {0, 0, 0};
+        const bool read = qdObjQuickNumbers<3>(PaddedLine(line).begin(), v) != nullptr;
+        EXPECT_EQ(qdObjQuickNumbers<3>(PaddedLine(line).begin(), cached, shapes) != nullptr, read)
+            << line;
+        if (read)
+        {
+            EXPECT_EQ(memcmp(v, cached, sizeof(v)), 0) << line;
+        }
+    }
 
     QDObjCorners corners;
     ASSERT_NE(qdObjQuickCorners(PaddedLine(" 12345678/1 2/2/9 3/3//  \n").begin(), corners),

@@ -635,14 +635,14 @@ private:
         // Whole vectors only when no earlier short line left one half filled.
         if (p[1] == ' ')
         {
-            if (m_positionComponent != 0 || !(end = qdObjQuickNumbers<3>(p + 1, value)))
+            if (m_positionComponent != 0 || !(end = qdObjQuickNumbers<3>(p + 1, value, m_positionShapes)))
                 return nullptr;
             m_positionNumbers += 3;
             m_vertices.add(QDVector3f(value[0], value[1], value[2]));
             return end + 1;
         }
         if (p[1] != 't' || !m_readUVs || m_uvComponent != 0 ||
-            !(end = qdObjQuickNumbers<2>(p + 2, value)))
+            !(end = qdObjQuickNumbers<2>(p + 2, value, m_uvShapes)))
             return nullptr;
         m_uvs.add(QDVector2f(value[0], value[1]));
         return end + 1;
@@ -982,6 +982,8 @@ private:
     QDArray<int> m_vertexList;
     QDArray<int> m_uvList;
     bool m_faceLinesAlong = false;
+    QDObjNumberShapes<3> m_positionShapes;
+    QDObjNumberShapes<2> m_uvShapes;
     long long m_positionNumbers = 0;
     int m_positionComponent = 0;
     int m_uvComponent = 0;

@@ -33,6 +33,7 @@ struct QDObjLineBits
     std::uint64_t lineEnd = 0; // LF or CR
     std::uint64_t mark = 0;    // "." in a number line, "/" in a face line
     std::uint64_t valid = 0;   // a space, a "/" or a digit; face lines only
+    std::uint64_t minus = 0;   // "-"; number lines only
 };
 
 // Byte at a time, and stopping at the first line end; the reference that the
@@ -51,6 +52,7 @@ inline QDObjLineBits qdObjLineBitsByByte(const unsigned char* p, bool faceLine)
         }
         if (c == ' ') bits.space |= bit;
         if (c == (faceLine ? '/' : '.')) bits.mark |= bit;
+        if (!faceLine && c == '-') bits.minus |= bit;
         if (faceLine && (c == ' ' || c == '/' || unsigned(c - '0') < 10u)) bits.valid |= bit;
     }
     return bits;
@@ -79,6 +81,7 @@ inline void classify16(const unsigned char* p, int shift, QDObjLineBits& bits)
     bits.space |= bitsOf(space, shift);
     bits.lineEnd |= bitsOf(_mm_or_si128(equal(x, '\n'), equal(x, '\r')), shift);
     bits.mark |= bitsOf(mark, shift);
+    if (!faceLine) bits.minus |= bitsOf(equal(x, '-'), shift);
     if (faceLine)
     {
         // Signed comparisons: bytes from 0x80 on are negative, so never digits.
@@ -337,9 +340,10 @@ __attribute__((always_inline)) inline void takeNumber(const unsigned char* p, st
 // The shapes of the numbers of the line that begins at p, the byte after the
 // keyword, and the position of its line end; false for a line of any other
 // shape than the one qdObjQuickNumbers reads.
-template <int count> inline bool lineNumbers(const unsigned char* p, Number* numbers, unsigned& end)
+template <int count>
+inline bool lineNumbers(const unsigned char* p, const QDObjLineBits& bits, Number* numbers,
+                        unsigned& end)
 {
-    const QDObjLineBits bits = qdObjLineBits<false>(p);
     std::uint64_t starts, ends;
     if (!lineWords(bits, end, starts, ends) || !(bits.space & 1)) return false;
     // As many dots as numbers: with each dot within its number (the k-th dot
@@ -352,7 +356,34 @@ template <int count> inline bool lineNumbers(const unsigned char* p, Number* num
     if (count == 3) takeNumber(p, starts, ends, dots, numbers[count - 1], shapes);
     return shapes >= 0;
 }
+
+template <int count> inline bool lineNumbers(const unsigned char* p, Number* numbers, unsigned& end)
+{
+    return lineNumbers<count>(p, qdObjLineBits<false>(p), numbers, end);
+}
 } // namespace qdObjLineScan
+
+// The shapes of number lines read lately. The places of the spaces, dots and
+// minus signs before the line end, and the line end, decide all that
+// lineNumbers finds; a file writes its numbers with few widths, so most lines
+// repeat a shape met shortly before and skip the work of taking the numbers
+// apart. The digits are still checked on every line.
+template <int count> struct QDObjNumberShapes
+{
+    struct Shape
+    {
+        std::uint64_t space = 0, dot = 0, minus = 0;
+        unsigned end = 64; // no line has its end there, so an empty entry never matches
+        qdObjLineScan::Number numbers[count];
+    };
+    Shape shape[64];
+
+    Shape& slot(std::uint64_t space, std::uint64_t dot, std::uint64_t minus, unsigned end)
+    {
+        const std::uint64_t key = space ^ (dot << 1) ^ (minus << 2) ^ end;
+        return shape[(key * 0x9E3779B97F4A7C15ull) >> 58];
+    }
+};
 
 // Reads the rest of a "v" or "vt" line from p, the byte after the keyword:
 // exactly 'count' (2 or 3) numbers after spaces, then spaces and a line end.
@@ -368,6 +399,36 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
     if (!qdObjLineScan::lineNumbers<count>(p, numbers, end) ||
         !qdObjLineScan::numberValues<count>(p, numbers, values))
         return nullptr;
+    return p + end;
+}
+
+// qdObjQuickNumbers with the shapes of earlier lines: the same results.
+template <int count>
+inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* values,
+                                              QDObjNumberShapes<count>& shapes)
+{
+    using namespace qdObjLineScan;
+    const QDObjLineBits bits = qdObjLineBits<false>(p);
+    if (bits.lineEnd == 0) return nullptr;
+    const unsigned end = lowestBit(bits.lineEnd);
+    const std::uint64_t line = below(int(end));
+    const std::uint64_t space = bits.space & line, dot = bits.mark & line,
+                        minus = bits.minus & line;
+    auto& shape = shapes.slot(space, dot, minus, end);
+    if (shape.end != end || shape.space != space || shape.dot != dot || shape.minus != minus)
+    {
+        unsigned lineEnd;
+        if (!lineNumbers<count>(p, bits, shape.numbers, lineEnd))
+        {
+            shape.end = 64;
+            return nullptr;
+        }
+        shape.space = space;
+        shape.dot = dot;
+        shape.minus = minus;
+        shape.end = end;
+    }
+    if (!numberValues<count>(p, shape.numbers, values)) return nullptr;
     return p + end;
 }
 
