@@ -50,6 +50,14 @@ template <int count> void checkShapes(const unsigned char* line)
         if (end && memcmp(fresh, cached, sizeof(fresh)) != 0) abort();
     }
 }
+bool sameCorners(const QDObjCorners& a, const QDObjCorners& b)
+{
+    if (a.count != b.count || a.textured != b.textured) return false;
+    for (int k = 0; k < a.count; ++k)
+        if (a.vertex[k] != b.vertex[k] || (a.textured && a.texture[k] != b.texture[k]))
+            return false;
+    return true;
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -66,7 +74,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     checkShapes<2>(line);
     checkShapes<3>(line);
     QDObjCorners corners;
-    if (qdObjQuickCorners(line, corners) && (corners.count < 3 || corners.count > 4)) abort();
+    const unsigned char* cornersEnd = qdObjQuickCorners(line, corners);
+    if (cornersEnd && (corners.count < 3 || corners.count > 4)) abort();
+    static QDObjCornerShapes cornerShapes;
+    for (int k = 0; k < 2; ++k)
+    {
+        QDObjCorners cached;
+        if (qdObjQuickCorners(line, cached, cornerShapes) != cornersEnd) abort();
+        if (cornersEnd && !sameCorners(corners, cached)) abort();
+    }
     int vertex[8], texture[8], count, textured;
     const unsigned char* end = qdObjQuickFaceCorners(line, vertex, texture, 8, count, textured);
     if (end && (end >= line + size || (*end != '\n' && *end != '\r') || count > 8 ||

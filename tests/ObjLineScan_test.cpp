@@ -238,4 +238,21 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
     for (const char* refused : {" 123456789 1 2\n", " 1/1 2 3/3\n", " -1 2 3\n", " 1 2\n",
                                 " 1 2 3 4 5\n", " /1 2 3\n", " 1 2 3x\n"})
         EXPECT_EQ(qdObjQuickCorners(PaddedLine(refused).begin(), corners), nullptr) << refused;
+    // The shape of a line read before, with other digits or with a byte that
+    // is no digit among them.
+    QDObjCornerShapes cornerShapes;
+    for (const char* line : {" 12/3 45/6 78/9\n", " 98/7 65/4 32/1\n", " 12/3 4x/6 78/9\n",
+                             " 12/3 45/6 78/9\n"})
+    {
+        QDObjCorners cached;
+        const bool read = qdObjQuickCorners(PaddedLine(line).begin(), corners) != nullptr;
+        EXPECT_EQ(qdObjQuickCorners(PaddedLine(line).begin(), cached, cornerShapes) != nullptr,
+                  read)
+            << line;
+        if (read)
+        {
+            EXPECT_EQ(cached.vertex[2], corners.vertex[2]) << line;
+            EXPECT_EQ(cached.texture[1], corners.texture[1]) << line;
+        }
+    }
 }

@@ -869,7 +869,7 @@ private:
     {
         QDObjCorners corners;
         if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
-        const unsigned char* end = qdObjQuickCorners(p, corners);
+        const unsigned char* end = qdObjQuickCorners(p, corners, m_cornerShapes);
         if (!end) return nullptr;
         const bool writeUVs = corners.textured && m_readUVs;
         if (m_slots.reserve(4) && (!writeUVs || m_uvSlots.reserve(4)))
@@ -984,6 +984,7 @@ private:
     bool m_faceLinesAlong = false;
     QDObjNumberShapes<3> m_positionShapes;
     QDObjNumberShapes<2> m_uvShapes;
+    QDObjCornerShapes m_cornerShapes;
     long long m_positionNumbers = 0;
     int m_positionComponent = 0;
     int m_uvComponent = 0;

@@ -480,6 +480,46 @@ inline bool faceWords(const QDObjLineBits& bits, unsigned& end, std::uint64_t& s
 }
 } // namespace qdObjLineScan
 
+namespace qdObjLineScan
+{
+// The corners of a face line of the words and slashes given: false for a line
+// that qdObjQuickCorners refuses whatever its digits.
+inline bool lineCorners(std::uint64_t starts, std::uint64_t ends, std::uint64_t slashes,
+                        Corner* c, int& count, bool& textured)
+{
+    // A digit first in every corner.
+    if (slashes & starts) return false;
+    const bool quad = hasBits<4>(starts);
+    if (!quad && !hasBits<3>(starts)) return false;
+    int shapes = 0;
+    unsigned withTexture = 0;
+    takeCorner(starts, ends, slashes, c[0], 0, shapes, withTexture);
+    takeCorner(starts, ends, slashes, c[1], 1, shapes, withTexture);
+    takeCorner(starts, ends, slashes, c[2], 2, shapes, withTexture);
+    if (quad) takeCorner(starts, ends, slashes, c[3], 3, shapes, withTexture);
+    const unsigned all = quad ? 15 : 7;
+    if (shapes < 0 || (withTexture != 0 && withTexture != all)) return false;
+    count = quad ? 4 : 3;
+    textured = withTexture != 0;
+    return true;
+}
+
+inline void cornerValues(const unsigned char* p, const Corner* c, int count, bool textured,
+                         QDObjCorners& corners)
+{
+    corners.count = count;
+    corners.textured = textured;
+    for (int k = 0; k < 4; ++k)
+    {
+        if (k == 3 && count == 3) break;
+        corners.vertex[k] = int(digitsValue(wordBefore(p + c[k].vertexEnd), c[k].vertexDigits)) - 1;
+        if (textured)
+            corners.texture[k] =
+                int(digitsValue(wordBefore(p + c[k].textureEnd), c[k].textureDigits)) - 1;
+    }
+}
+} // namespace qdObjLineScan
+
 // Reads the rest of an "f" line from p, the byte after the keyword: three or
 // four corners after spaces, then spaces and a line end. A corner is "a",
 // "a/b", "a//c" or "a/b/c" with indices of at most eight digits; anything
@@ -492,29 +532,66 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
     const QDObjLineBits bits = qdObjLineBits<true>(p);
     unsigned end;
     std::uint64_t starts, ends;
-    // A digit first in every corner.
-    if (!faceWords(bits, end, starts, ends) || (bits.mark & starts)) return nullptr;
-    const bool quad = hasBits<4>(starts);
-    if (!quad && !hasBits<3>(starts)) return nullptr;
     Corner c[4];
-    int shapes = 0;
-    unsigned textured = 0;
-    takeCorner(starts, ends, bits.mark, c[0], 0, shapes, textured);
-    takeCorner(starts, ends, bits.mark, c[1], 1, shapes, textured);
-    takeCorner(starts, ends, bits.mark, c[2], 2, shapes, textured);
-    if (quad) takeCorner(starts, ends, bits.mark, c[3], 3, shapes, textured);
-    const unsigned all = quad ? 15 : 7;
-    if (shapes < 0 || (textured != 0 && textured != all)) return nullptr;
-    corners.count = quad ? 4 : 3;
-    corners.textured = textured != 0;
-    for (int k = 0; k < 4; ++k)
+    int count;
+    bool textured;
+    if (!faceWords(bits, end, starts, ends) ||
+        !lineCorners(starts, ends, bits.mark, c, count, textured))
+        return nullptr;
+    cornerValues(p, c, count, textured, corners);
+    return p + end;
+}
+
+// The shapes of face lines read lately, as QDObjNumberShapes keeps those of
+// number lines: the places of the spaces and slashes before the line end, and
+// the line end, decide where every index lies once the line is known to hold
+// nothing but spaces, slashes and digits.
+struct QDObjCornerShapes
+{
+    struct Shape
     {
-        if (k == 3 && !quad) break;
-        corners.vertex[k] = int(digitsValue(wordBefore(p + c[k].vertexEnd), c[k].vertexDigits)) - 1;
-        if (corners.textured)
-            corners.texture[k] =
-                int(digitsValue(wordBefore(p + c[k].textureEnd), c[k].textureDigits)) - 1;
+        std::uint64_t space = 0, slash = 0;
+        unsigned end = 64; // no line has its end there, so an empty entry never matches
+        int count = 0;
+        bool textured = false;
+        qdObjLineScan::Corner corner[4];
+    };
+    Shape shape[64];
+
+    Shape& slot(std::uint64_t space, std::uint64_t slash, unsigned end)
+    {
+        const std::uint64_t key = space ^ (slash << 1) ^ end;
+        return shape[(key * 0x9E3779B97F4A7C15ull) >> 58];
     }
+};
+
+// qdObjQuickCorners with the shapes of earlier lines: the same results.
+inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorners& corners,
+                                              QDObjCornerShapes& shapes)
+{
+    using namespace qdObjLineScan;
+    const QDObjLineBits bits = qdObjLineBits<true>(p);
+    if (bits.lineEnd == 0) return nullptr;
+    const unsigned end = lowestBit(bits.lineEnd);
+    const std::uint64_t line = below(int(end));
+    if (~bits.valid & line) return nullptr;
+    const std::uint64_t space = bits.space & line, slash = bits.mark & line;
+    auto& shape = shapes.slot(space, slash, end);
+    if (shape.end != end || shape.space != space || shape.slash != slash)
+    {
+        unsigned lineEnd;
+        std::uint64_t starts, ends;
+        if (!faceWords(bits, lineEnd, starts, ends) ||
+            !lineCorners(starts, ends, bits.mark, shape.corner, shape.count, shape.textured))
+        {
+            shape.end = 64;
+            return nullptr;
+        }
+        shape.space = space;
+        shape.slash = slash;
+        shape.end = end;
+    }
+    cornerValues(p, shape.corner, shape.count, shape.textured, corners);
     return p + end;
 }
 
