@@ -789,13 +789,13 @@ private:
     // quickFaceLine on the line whose "f" is just before p; returns the start
     // of the next line, or null with nothing read. The corners are found 64
     // bytes at a time where the line's shape allows, else one after the other.
-    const unsigned char* quickFace(const unsigned char* p)
+    const unsigned char* quickFace(const unsigned char* p, const QDObjLineBits* first = nullptr)
     {
         if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
         int vertex[s_quickCorners], texture[s_quickCorners];
         int count, textured;
         const unsigned char* end =
-            qdObjQuickFaceCorners(p, vertex, texture, s_quickCorners, count, textured);
+            qdObjQuickFaceCorners(p, vertex, texture, s_quickCorners, count, textured, first);
         if (!end) return quickFaceAlong(p);
         emitFace(vertex, count, texture, textured);
         // Texture indices of a face that lacks some stay for the next face.
@@ -844,33 +844,19 @@ private:
         return quickFaceLine(in) || faceLine<QDObjLineCursor>(in);
     }
 
-    // Face lines longer than the wide reader's 64 bytes, or of more than four
-    // corners, tend to come in runs: after the wide reader refused one, the
-    // reading along the line is tried first, until a line fits the wide one
-    // again. Both give the same result; only the work refused differs.
+    // The byte classes of a face line's first 64 bytes are found once: a
+    // line of three or four corners that ends within them goes straight to
+    // the face slots, any other starts the window-by-window reading with them.
+    // p is the byte after the "f"; returns the start of the next line, or null
+    // with nothing read. When no abandoned line has left corners behind, the
+    // corner lists stay empty, as emitting the face would leave them.
     const unsigned char* usualFaceLine(const unsigned char* p)
     {
-        if (!m_faceLinesAlong)
-        {
-            if (const unsigned char* next = wholeFaceLine(p)) return next;
-            m_faceLinesAlong = true;
-            return quickFace(p);
-        }
-        const unsigned char* next = quickFace(p);
-        if (next && next - p <= 48) m_faceLinesAlong = false;
-        return next;
-    }
-
-    // A face line of three or four usual corners, when no abandoned line has
-    // left corners behind, goes straight to the face slots; the corner lists
-    // stay empty, as emitting the face would leave them. p is the byte after
-    // the "f"; returns the start of the next line, or null with nothing read.
-    const unsigned char* wholeFaceLine(const unsigned char* p)
-    {
-        QDObjCorners corners;
         if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
-        const unsigned char* end = qdObjQuickCorners(p, corners, m_cornerShapes);
-        if (!end) return nullptr;
+        const QDObjLineBits bits = qdObjLineBits<true>(p);
+        QDObjCorners corners;
+        const unsigned char* end = qdObjQuickCorners(p, bits, corners, m_cornerShapes);
+        if (!end) return quickFace(p, &bits);
         const bool writeUVs = corners.textured && m_readUVs;
         if (m_slots.reserve(4) && (!writeUVs || m_uvSlots.reserve(4)))
         {
@@ -981,7 +967,6 @@ private:
     const int m_materialNameSize;
     QDArray<int> m_vertexList;
     QDArray<int> m_uvList;
-    bool m_faceLinesAlong = false;
     QDObjNumberShapes<3> m_positionShapes;
     QDObjNumberShapes<2> m_uvShapes;
     QDObjCornerShapes m_cornerShapes;

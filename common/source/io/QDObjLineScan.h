@@ -565,12 +565,12 @@ struct QDObjCornerShapes
     }
 };
 
-// qdObjQuickCorners with the shapes of earlier lines: the same results.
-inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorners& corners,
-                                              QDObjCornerShapes& shapes)
+// qdObjQuickCorners with the shapes of earlier lines, given the line's byte
+// classes: the same results.
+inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDObjLineBits& bits,
+                                              QDObjCorners& corners, QDObjCornerShapes& shapes)
 {
     using namespace qdObjLineScan;
-    const QDObjLineBits bits = qdObjLineBits<true>(p);
     if (bits.lineEnd == 0) return nullptr;
     const unsigned end = lowestBit(bits.lineEnd);
     const std::uint64_t line = below(int(end));
@@ -593,6 +593,12 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
     }
     cornerValues(p, shape.corner, shape.count, shape.textured, corners);
     return p + end;
+}
+
+inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorners& corners,
+                                              QDObjCornerShapes& shapes)
+{
+    return qdObjQuickCorners(p, qdObjLineBits<true>(p), corners, shapes);
 }
 
 namespace qdObjLineScan
@@ -649,10 +655,12 @@ inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& 
 // minus one, texture the texture index minus one of the corners that have one,
 // both in line order; count and textured tell how many. Returns the address of
 // the line end, or null, with nothing meaningful stored, for a line of any other
-// shape or of more than 'most' corners.
+// shape or of more than 'most' corners. 'first', when given, holds the byte
+// classes of the line's first window, found already.
 inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* vertex,
                                                   int* texture, int most, int& count,
-                                                  int& textured)
+                                                  int& textured,
+                                                  const QDObjLineBits* first = nullptr)
 {
     using namespace qdObjLineScan;
     // Kept in registers: the stores through vertex and texture could change
@@ -661,7 +669,7 @@ inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* v
     if (*p != ' ') return nullptr;
     for (int window = 0; window < 4; ++window)
     {
-        const QDObjLineBits bits = qdObjLineBits<true>(p);
+        const QDObjLineBits bits = window == 0 && first ? *first : qdObjLineBits<true>(p);
         const unsigned end = bits.lineEnd ? lowestBit(bits.lineEnd) : 64;
         const std::uint64_t line = end < 64 ? below(int(end)) : ~std::uint64_t(0);
         if (~bits.valid & line) return nullptr;
