@@ -805,6 +805,23 @@ private:
         return end + 1;
     }
 
+    // A face line of more than four corners or longer than 64 bytes; the
+    // corner lists are empty.
+    const unsigned char* longFace(const unsigned char* p, const QDObjLineBits& first)
+    {
+        int vertex[QDObjFaceShapes::s_corners], texture[QDObjFaceShapes::s_corners];
+        int count, textured;
+        const unsigned char* end =
+            qdObjQuickLongFace(p, first, m_faceShapes, vertex, texture, count, textured);
+        if (!end) return quickFace(p, &first);
+        emitFace(vertex, count, texture, textured);
+        // Texture indices of a face that lacks some stay for the next face.
+        if (textured != count)
+            for (int k = 0; k < textured; ++k)
+                m_uvList.push_back(texture[k]);
+        return end + 1;
+    }
+
     const unsigned char* quickFaceAlong(const unsigned char* p)
     {
         if (!m_vertexList.empty() || !m_uvList.empty() || !qdObjIsBlank(*p)) return nullptr;
@@ -856,7 +873,7 @@ private:
         const QDObjLineBits bits = qdObjLineBits<true>(p);
         QDObjCorners corners;
         const unsigned char* end = qdObjQuickCorners(p, bits, corners, m_cornerShapes);
-        if (!end) return quickFace(p, &bits);
+        if (!end) return longFace(p, bits);
         const bool writeUVs = corners.textured && m_readUVs;
         if (m_slots.reserve(4) && (!writeUVs || m_uvSlots.reserve(4)))
         {
@@ -970,6 +987,7 @@ private:
     QDObjNumberShapes<3> m_positionShapes;
     QDObjNumberShapes<2> m_uvShapes;
     QDObjCornerShapes m_cornerShapes;
+    QDObjFaceShapes m_faceShapes;
     long long m_positionNumbers = 0;
     int m_positionComponent = 0;
     int m_uvComponent = 0;

@@ -552,7 +552,7 @@ struct QDObjCornerShapes
     {
         std::uint64_t space = 0, slash = 0;
         unsigned end = 64; // no line has its end there, so an empty entry never matches
-        int count = 0;
+        int count = 0;     // 0 for a refused shape
         bool textured = false;
         qdObjLineScan::Corner corner[4];
     };
@@ -581,16 +581,15 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDOb
     {
         unsigned lineEnd;
         std::uint64_t starts, ends;
+        // A refused shape is kept too, as no corners.
         if (!faceWords(bits, lineEnd, starts, ends) ||
             !lineCorners(starts, ends, bits.mark, shape.corner, shape.count, shape.textured))
-        {
-            shape.end = 64;
-            return nullptr;
-        }
+            shape.count = 0;
         shape.space = space;
         shape.slash = slash;
         shape.end = end;
     }
+    if (shape.count == 0) return nullptr;
     cornerValues(p, shape.corner, shape.count, shape.textured, corners);
     return p + end;
 }
@@ -709,4 +708,138 @@ inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* v
             p += lowestBit(starts);
     }
     return nullptr;
+}
+
+// The shapes of face lines of up to 128 bytes read lately: where the indices of
+// each corner end and how many digits they have, for lines of spaces, slashes
+// and digits whose spaces and slashes lie as in the line the shape was taken
+// from. The texture indices are listed apart, for the corners that have one.
+struct QDObjFaceShapes
+{
+    static const int s_corners = 8;
+    struct Shape
+    {
+        std::uint64_t space[2] = {0, 0}, slash[2] = {0, 0};
+        unsigned end = 128; // no line read here has its end there
+        int count = 0;      // 0 for a refused shape
+        int textured = 0;
+        unsigned char vertexEnd[s_corners], vertexDigits[s_corners];
+        unsigned char textureEnd[s_corners], textureDigits[s_corners];
+    };
+    Shape shape[64];
+
+    Shape& slot(const std::uint64_t* space, const std::uint64_t* slash, unsigned end)
+    {
+        const std::uint64_t key = space[0] ^ (slash[0] << 1) ^ end ^
+                                  (space[1] * 0xC2B2AE3D27D4EB4Full) ^
+                                  (slash[1] * 0x165667B19E3779F9ull);
+        return shape[(key * 0x9E3779B97F4A7C15ull) >> 58];
+    }
+};
+
+namespace qdObjLineScan
+{
+inline bool isDigit(int c)
+{
+    return unsigned(c - '0') < 10u;
+}
+
+// The shape of a face line of spaces, slashes and digits that ends at 'end',
+// read byte by byte as the reading along the line reads it; false (and no
+// corners) for a line that this reader leaves to the others: a corner that
+// begins with a "/", an index of more than eight digits, more corners than a
+// shape holds, or none.
+inline bool faceShape(const unsigned char* p, unsigned end, QDObjFaceShapes::Shape& shape)
+{
+    int n = 0, t = 0;
+    for (unsigned i = 0;;)
+    {
+        while (i < end && p[i] == ' ')
+            ++i;
+        if (i == end) break;
+        if (!isDigit(p[i]) || n == QDObjFaceShapes::s_corners) return false;
+        unsigned first = i;
+        while (i < end && isDigit(p[i]))
+            ++i;
+        if (i - first > 8) return false;
+        shape.vertexEnd[n] = (unsigned char)i;
+        shape.vertexDigits[n++] = (unsigned char)(i - first);
+        if (i == end || p[i] != '/') continue;
+        first = ++i;
+        while (i < end && isDigit(p[i]))
+            ++i;
+        if (i - first > 8) return false;
+        if (i > first)
+        {
+            shape.textureEnd[t] = (unsigned char)i;
+            shape.textureDigits[t++] = (unsigned char)(i - first);
+        }
+        // The normal index, digits and slashes up to the next space.
+        while (i < end && p[i] != ' ')
+            ++i;
+    }
+    shape.count = n;
+    shape.textured = t;
+    return n > 0;
+}
+} // namespace qdObjLineScan
+
+// Reads an "f" line of up to 128 bytes from p, the byte after the keyword,
+// 'first' being the byte classes of its first 64 bytes: a space, then corners
+// "a", "a/b", "a//c" or "a/b/c" separated by spaces, at most eight of them,
+// with at most eight digits in each of their first two indices. vertex and
+// texture receive the indices as qdObjQuickFaceCorners gives them. Returns the
+// address of the line end, or null with nothing meaningful stored.
+inline const unsigned char* qdObjQuickLongFace(const unsigned char* p, const QDObjLineBits& first,
+                                               QDObjFaceShapes& shapes, int* vertex,
+                                               int* texture, int& count, int& textured)
+{
+    using namespace qdObjLineScan;
+    if (*p != ' ') return nullptr;
+    std::uint64_t space[2], slash[2];
+    unsigned end;
+    if (first.lineEnd != 0)
+    {
+        end = lowestBit(first.lineEnd);
+        const std::uint64_t line = below(int(end));
+        if (~first.valid & line) return nullptr;
+        space[0] = first.space & line;
+        slash[0] = first.mark & line;
+        space[1] = slash[1] = 0;
+    }
+    else
+    {
+        // The line goes on past the first 64 bytes, so its end lies in the
+        // data, and the second 64 bytes lie within the data and the padding.
+        if (~first.valid) return nullptr;
+        const QDObjLineBits second = qdObjLineBits<true>(p + 64);
+        if (second.lineEnd == 0) return nullptr;
+        end = 64 + lowestBit(second.lineEnd);
+        const std::uint64_t line = below(int(end - 64));
+        if (~second.valid & line) return nullptr;
+        space[0] = first.space;
+        slash[0] = first.mark;
+        space[1] = second.space & line;
+        slash[1] = second.mark & line;
+    }
+    auto& shape = shapes.slot(space, slash, end);
+    if (shape.end != end || shape.space[0] != space[0] || shape.space[1] != space[1] ||
+        shape.slash[0] != slash[0] || shape.slash[1] != slash[1])
+    {
+        if (!faceShape(p, end, shape)) shape.count = 0;
+        shape.space[0] = space[0];
+        shape.space[1] = space[1];
+        shape.slash[0] = slash[0];
+        shape.slash[1] = slash[1];
+        shape.end = end;
+    }
+    if (shape.count == 0) return nullptr;
+    for (int k = 0; k < shape.count; ++k)
+        vertex[k] = int(digitsValue(wordBefore(p + shape.vertexEnd[k]), shape.vertexDigits[k])) - 1;
+    for (int k = 0; k < shape.textured; ++k)
+        texture[k] =
+            int(digitsValue(wordBefore(p + shape.textureEnd[k]), shape.textureDigits[k])) - 1;
+    count = shape.count;
+    textured = shape.textured;
+    return p + end;
 }
