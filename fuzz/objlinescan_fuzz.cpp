@@ -132,8 +132,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     int vertex[8], texture[8], count, textured;
     const unsigned char* end = qdObjQuickFaceCorners(line, vertex, texture, 8, count, textured);
-    if (end && (end >= line + size || (*end != '\n' && *end != '\r') || count > 8 ||
-                textured > count))
+    if (end &&
+        (end >= line + size || (*end != '\n' && *end != '\r') || count > 8 || textured > count))
         abort();
     return 0;
 }

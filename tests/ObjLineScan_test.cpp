@@ -241,8 +241,8 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
     // The shape of a line read before, with other digits or with a byte that
     // is no digit among them.
     QDObjCornerShapes cornerShapes;
-    for (const char* line : {" 12/3 45/6 78/9\n", " 98/7 65/4 32/1\n", " 12/3 4x/6 78/9\n",
-                             " 12/3 45/6 78/9\n"})
+    for (const char* line :
+         {" 12/3 45/6 78/9\n", " 98/7 65/4 32/1\n", " 12/3 4x/6 78/9\n", " 12/3 45/6 78/9\n"})
     {
         QDObjCorners cached;
         const bool read = qdObjQuickCorners(PaddedLine(line).begin(), corners) != nullptr;
@@ -254,5 +254,35 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
             EXPECT_EQ(cached.vertex[2], corners.vertex[2]) << line;
             EXPECT_EQ(cached.texture[1], corners.texture[1]) << line;
         }
+    }
+    // Lines of up to 128 bytes and eight corners, read as the window-by-window
+    // reader reads them, also when a line repeats the shape of one before.
+    QDObjFaceShapes faceShapes;
+    const std::string wide =
+        " 1000001/7 1000002//7 1000003/7/7 1000004/7 1000005 1000006/7 1000007/7\n";
+    for (const std::string& line :
+         {wide,
+          std::string(" 9000009/1 9000008//1 9000007/1/1 9000006/1 9000005 9000004/1 9000003/1\n"),
+          std::string(" 1/1 2/2 3/3 4/4 5/5\n"), std::string(" 9/8 7/6 5/4 3/2 1/0\n"),
+          std::string(" /1 2/2 3/3 4/4 5/5\n"), std::string(" 1 2 3 4 5 6 7 8 9\n")})
+    {
+        int vertex[8], texture[8], count = 0, textured = 0;
+        int longVertex[8], longTexture[8], longCount = 0, longTextured = 0;
+        const PaddedLine bytes(line.c_str());
+        const bool read =
+            qdObjQuickFaceCorners(bytes.begin(), vertex, texture, 8, count, textured) != nullptr;
+        ASSERT_EQ(qdObjQuickLongFace(bytes.begin(), qdObjLineBits<true>(bytes.begin()), faceShapes,
+                                     longVertex, longTexture, longCount, longTextured) != nullptr,
+                  read)
+            << line;
+        if (!read) continue;
+        EXPECT_EQ(longCount, count) << line;
+        EXPECT_EQ(longTextured, textured) << line;
+        EXPECT_EQ(std::vector<int>(longVertex, longVertex + longCount),
+                  std::vector<int>(vertex, vertex + count))
+            << line;
+        EXPECT_EQ(std::vector<int>(longTexture, longTexture + longTextured),
+                  std::vector<int>(texture, texture + textured))
+            << line;
     }
 }

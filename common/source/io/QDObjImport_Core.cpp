@@ -123,8 +123,8 @@ inline std::uint64_t lineEndBits(const unsigned char* p)
     for (int k = 0; k < 4; ++k)
     {
         const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
-        bits |= std::uint64_t(unsigned(_mm_movemask_epi8(
-                    _mm_or_si128(_mm_cmpeq_epi8(x, lf), _mm_cmpeq_epi8(x, cr)))))
+        bits |= std::uint64_t(unsigned(
+                    _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(x, lf), _mm_cmpeq_epi8(x, cr)))))
                 << (16 * k);
     }
     return bits;
@@ -635,7 +635,8 @@ private:
         // Whole vectors only when no earlier short line left one half filled.
         if (p[1] == ' ')
         {
-            if (m_positionComponent != 0 || !(end = qdObjQuickNumbers<3>(p + 1, value, m_positionShapes)))
+            if (m_positionComponent != 0 ||
+                !(end = qdObjQuickNumbers<3>(p + 1, value, m_positionShapes)))
                 return nullptr;
             m_positionNumbers += 3;
             m_vertices.add(QDVector3f(value[0], value[1], value[2]));

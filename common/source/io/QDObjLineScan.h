@@ -322,8 +322,9 @@ template <int n> inline bool hasBits(std::uint64_t x)
 // Takes the first number of the line's words and dots into n. 'shapes' turns
 // negative when a number has no whole part left of its dot (its dot lies in an
 // earlier number), no decimals, or more than eight digits.
-__attribute__((always_inline)) inline void takeNumber(const unsigned char* p, std::uint64_t& starts, std::uint64_t& ends,
-                       std::uint64_t& dots, Number& n, int& shapes)
+__attribute__((always_inline)) inline void takeNumber(const unsigned char* p, std::uint64_t& starts,
+                                                      std::uint64_t& ends, std::uint64_t& dots,
+                                                      Number& n, int& shapes)
 {
     const unsigned first = lowestBit(starts), point = lowestBit(dots);
     n.end = lowestBit(ends);
@@ -484,8 +485,8 @@ namespace qdObjLineScan
 {
 // The corners of a face line of the words and slashes given: false for a line
 // that qdObjQuickCorners refuses whatever its digits.
-inline bool lineCorners(std::uint64_t starts, std::uint64_t ends, std::uint64_t slashes,
-                        Corner* c, int& count, bool& textured)
+inline bool lineCorners(std::uint64_t starts, std::uint64_t ends, std::uint64_t slashes, Corner* c,
+                        int& count, bool& textured)
 {
     // A digit first in every corner.
     if (slashes & starts) return false;
@@ -656,9 +657,8 @@ inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& 
 // the line end, or null, with nothing meaningful stored, for a line of any other
 // shape or of more than 'most' corners. 'first', when given, holds the byte
 // classes of the line's first window, found already.
-inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* vertex,
-                                                  int* texture, int most, int& count,
-                                                  int& textured,
+inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* vertex, int* texture,
+                                                  int most, int& count, int& textured,
                                                   const QDObjLineBits* first = nullptr)
 {
     using namespace qdObjLineScan;
@@ -791,8 +791,8 @@ inline bool faceShape(const unsigned char* p, unsigned end, QDObjFaceShapes::Sha
 // texture receive the indices as qdObjQuickFaceCorners gives them. Returns the
 // address of the line end, or null with nothing meaningful stored.
 inline const unsigned char* qdObjQuickLongFace(const unsigned char* p, const QDObjLineBits& first,
-                                               QDObjFaceShapes& shapes, int* vertex,
-                                               int* texture, int& count, int& textured)
+                                               QDObjFaceShapes& shapes, int* vertex, int* texture,
+                                               int& count, int& textured)
 {
     using namespace qdObjLineScan;
     if (*p != ' ') return nullptr;
