@@ -43,14 +43,20 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
     QDDiskServer::fileSeek(file, 0, 0);
 
     // Four slots per face is exact for triangles and quads; polygons of five or
-    // more corners make the parser grow the slot arrays.
+    // more corners make the parser grow the slot arrays, which copies them.
+    // Files without header counts (their corners stay uncounted, cornerCount 0)
+    // come from programs that write such polygons, so they get room for a
+    // pentagon's three triangles in every other face: capacity that is never
+    // written holds no memory.
     faceCount = capByFileSize(faceCount, fileSize, 8);
     if (faceCount > s_maxFaces) faceCount = s_maxFaces;
+    const long long slots = (cornerCount == 0 ? 6LL : 4LL) * faceCount;
+    const int slotCount = int(slots < 4LL * s_maxFaces ? slots : 4LL * s_maxFaces);
     reserveFilled(mesh.m_vertices, capByFileSize(vertexCount, fileSize, 7));
-    reserveFilled(mesh.m_faceVertexIndices, faceCount * 4);
+    reserveFilled(mesh.m_faceVertexIndices, slotCount);
     if (readUVs)
     {
-        reserveFilled(mesh.m_cornerUVIndices, faceCount * 4);
+        reserveFilled(mesh.m_cornerUVIndices, slotCount);
         reserveFilled(mesh.m_uniqueUVs, capByFileSize(uvCount, fileSize, 6));
     }
     mesh.m_bbox.clear();
