@@ -26,11 +26,14 @@
 
 // One bit per byte of the first 64 bytes of a line, bit i for byte i. Only the
 // bits before the first line end are meaningful; the later ones depend on how
-// they were found and are never looked at.
+// they were found and are never looked at. In a face line, whose readers take
+// nothing but spaces, slashes and digits, the line end stands for the first
+// byte of any other kind: the line is of their shape only if that byte is a LF
+// or a CR (qdObjFaceLineEnd).
 struct QDObjLineBits
 {
     std::uint64_t space = 0;
-    std::uint64_t lineEnd = 0; // LF or CR
+    std::uint64_t lineEnd = 0; // LF or CR; in a face line, any byte that is not valid
     std::uint64_t mark = 0;    // "." in a number line, "/" in a face line
     std::uint64_t valid = 0;   // a space, a "/" or a digit; face lines only
     std::uint64_t minus = 0;   // "-"; number lines only
@@ -45,7 +48,8 @@ inline QDObjLineBits qdObjLineBitsByByte(const unsigned char* p, bool faceLine)
     {
         const int c = p[i];
         const std::uint64_t bit = std::uint64_t(1) << i;
-        if (c == '\n' || c == '\r')
+        const bool valid = c == ' ' || c == '/' || unsigned(c - '0') < 10u;
+        if (faceLine ? !valid : c == '\n' || c == '\r')
         {
             bits.lineEnd = bit;
             break;
@@ -53,9 +57,15 @@ inline QDObjLineBits qdObjLineBitsByByte(const unsigned char* p, bool faceLine)
         if (c == ' ') bits.space |= bit;
         if (c == (faceLine ? '/' : '.')) bits.mark |= bit;
         if (!faceLine && c == '-') bits.minus |= bit;
-        if (faceLine && (c == ' ' || c == '/' || unsigned(c - '0') < 10u)) bits.valid |= bit;
+        if (faceLine) bits.valid |= bit;
     }
     return bits;
+}
+
+// Whether the byte that ends the valid bytes of a face line is a line end.
+inline bool qdObjFaceLineEnd(const unsigned char* p, unsigned end)
+{
+    return p[end] == '\n' || p[end] == '\r';
 }
 
 #ifdef QD_OBJ_LINE_SCAN_SSE2
@@ -71,7 +81,8 @@ inline __m128i equal(__m128i x, char c)
     return _mm_cmpeq_epi8(x, _mm_set1_epi8(c));
 }
 
-// Classifies the 16 bytes at p into bits shift .. shift + 15.
+// Classifies the 16 bytes at p into bits shift .. shift + 15. A face line
+// leaves its line ends to qdObjLineBits.
 template <bool faceLine>
 inline void classify16(const unsigned char* p, int shift, QDObjLineBits& bits)
 {
@@ -79,15 +90,20 @@ inline void classify16(const unsigned char* p, int shift, QDObjLineBits& bits)
     const __m128i space = equal(x, ' ');
     const __m128i mark = equal(x, faceLine ? '/' : '.');
     bits.space |= bitsOf(space, shift);
-    bits.lineEnd |= bitsOf(_mm_or_si128(equal(x, '\n'), equal(x, '\r')), shift);
     bits.mark |= bitsOf(mark, shift);
-    if (!faceLine) bits.minus |= bitsOf(equal(x, '-'), shift);
-    if (faceLine)
+    if (!faceLine)
     {
-        // Signed comparisons: bytes from 0x80 on are negative, so never digits.
-        const __m128i digit = _mm_and_si128(_mm_cmpgt_epi8(x, _mm_set1_epi8('0' - 1)),
-                                            _mm_cmplt_epi8(x, _mm_set1_epi8('9' + 1)));
-        bits.valid |= bitsOf(_mm_or_si128(_mm_or_si128(space, mark), digit), shift);
+        bits.lineEnd |= bitsOf(_mm_or_si128(equal(x, '\n'), equal(x, '\r')), shift);
+        bits.minus |= bitsOf(equal(x, '-'), shift);
+    }
+    else
+    {
+        // "/" and the digits are the bytes 0x2F to 0x39: those that stay
+        // themselves when their distance from "/" is held to at most 10.
+        const __m128i distance = _mm_sub_epi8(x, _mm_set1_epi8('/'));
+        const __m128i slashOrDigit =
+            _mm_cmpeq_epi8(_mm_min_epu8(distance, _mm_set1_epi8(10)), distance);
+        bits.valid |= bitsOf(_mm_or_si128(space, slashOrDigit), shift);
     }
 }
 } // namespace qdObjLineScan
@@ -101,11 +117,12 @@ template <bool faceLine> inline QDObjLineBits qdObjLineBits(const unsigned char*
     qdObjLineScan::classify16<faceLine>(p, 0, bits);
     qdObjLineScan::classify16<faceLine>(p + 16, 16, bits);
     // Most lines end within 32 bytes; only the others pay for the second half.
-    if (bits.lineEnd == 0)
+    if (faceLine ? bits.valid == 0xFFFFFFFFu : bits.lineEnd == 0)
     {
         qdObjLineScan::classify16<faceLine>(p + 32, 32, bits);
         qdObjLineScan::classify16<faceLine>(p + 48, 48, bits);
     }
+    if (faceLine) bits.lineEnd = ~bits.valid;
     return bits;
 #else
     return qdObjLineBitsByByte(p, faceLine);
@@ -474,10 +491,10 @@ inline void takeCorner(std::uint64_t& starts, std::uint64_t& ends, std::uint64_t
 
 // The words of a face line that holds a line end within 64 bytes, a space
 // after the keyword and nothing but spaces, digits and slashes before its end.
-inline bool faceWords(const QDObjLineBits& bits, unsigned& end, std::uint64_t& starts,
-                      std::uint64_t& ends)
+inline bool faceWords(const unsigned char* p, const QDObjLineBits& bits, unsigned& end,
+                      std::uint64_t& starts, std::uint64_t& ends)
 {
-    return lineWords(bits, end, starts, ends) && (bits.space & 1) && !(~bits.valid & below(end));
+    return lineWords(bits, end, starts, ends) && (bits.space & 1) && qdObjFaceLineEnd(p, end);
 }
 } // namespace qdObjLineScan
 
@@ -536,7 +553,7 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
     Corner c[4];
     int count;
     bool textured;
-    if (!faceWords(bits, end, starts, ends) ||
+    if (!faceWords(p, bits, end, starts, ends) ||
         !lineCorners(starts, ends, bits.mark, c, count, textured))
         return nullptr;
     cornerValues(p, c, count, textured, corners);
@@ -575,7 +592,7 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDOb
     if (bits.lineEnd == 0) return nullptr;
     const unsigned end = lowestBit(bits.lineEnd);
     const std::uint64_t line = below(int(end));
-    if (~bits.valid & line) return nullptr;
+    if (!qdObjFaceLineEnd(p, end)) return nullptr;
     const std::uint64_t space = bits.space & line, slash = bits.mark & line;
     auto& shape = shapes.slot(space, slash, end);
     if (shape.end != end || shape.space != space || shape.slash != slash)
@@ -583,7 +600,7 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDOb
         unsigned lineEnd;
         std::uint64_t starts, ends;
         // A refused shape is kept too, as no corners.
-        if (!faceWords(bits, lineEnd, starts, ends) ||
+        if (!faceWords(p, bits, lineEnd, starts, ends) ||
             !lineCorners(starts, ends, bits.mark, shape.corner, shape.count, shape.textured))
             shape.count = 0;
         shape.space = space;
@@ -630,7 +647,8 @@ inline const unsigned char* qdObjCountCorners(const unsigned char* p, unsigned& 
         const QDObjLineBits bits = qdObjLineBits<true>(p);
         const unsigned end = bits.lineEnd ? lowestBit(bits.lineEnd) : 64;
         const std::uint64_t line = end < 64 ? below(int(end)) : ~std::uint64_t(0);
-        if ((~bits.valid & line) || (window == 0 && !(bits.space & 1))) return nullptr;
+        if ((end < 64 && !qdObjFaceLineEnd(p, end)) || (window == 0 && !(bits.space & 1)))
+            return nullptr;
         const std::uint64_t words = ~bits.space & line;
         const std::uint64_t starts = words & ~((words << 1) | wordBefore);
         wordBefore = words >> 63;
@@ -671,7 +689,7 @@ inline const unsigned char* qdObjQuickFaceCorners(const unsigned char* p, int* v
         const QDObjLineBits bits = window == 0 && first ? *first : qdObjLineBits<true>(p);
         const unsigned end = bits.lineEnd ? lowestBit(bits.lineEnd) : 64;
         const std::uint64_t line = end < 64 ? below(int(end)) : ~std::uint64_t(0);
-        if (~bits.valid & line) return nullptr;
+        if (end < 64 && !qdObjFaceLineEnd(p, end)) return nullptr;
         const std::uint64_t words = ~bits.space & line;
         std::uint64_t starts = words & ~(words << 1);
         // A corner that runs to the window's last byte has no end bit here.
@@ -802,7 +820,7 @@ inline const unsigned char* qdObjQuickLongFace(const unsigned char* p, const QDO
     {
         end = lowestBit(first.lineEnd);
         const std::uint64_t line = below(int(end));
-        if (~first.valid & line) return nullptr;
+        if (!qdObjFaceLineEnd(p, end)) return nullptr;
         space[0] = first.space & line;
         slash[0] = first.mark & line;
         space[1] = slash[1] = 0;
@@ -811,12 +829,11 @@ inline const unsigned char* qdObjQuickLongFace(const unsigned char* p, const QDO
     {
         // The line goes on past the first 64 bytes, so its end lies in the
         // data, and the second 64 bytes lie within the data and the padding.
-        if (~first.valid) return nullptr;
         const QDObjLineBits second = qdObjLineBits<true>(p + 64);
         if (second.lineEnd == 0) return nullptr;
         end = 64 + lowestBit(second.lineEnd);
         const std::uint64_t line = below(int(end - 64));
-        if (~second.valid & line) return nullptr;
+        if (!qdObjFaceLineEnd(p, end)) return nullptr;
         space[0] = first.space;
         slash[0] = first.mark;
         space[1] = second.space & line;
