@@ -798,11 +798,7 @@ private:
         const unsigned char* end =
             qdObjQuickFaceCorners(p, vertex, texture, s_quickCorners, count, textured, first);
         if (!end) return quickFaceAlong(p);
-        emitFace(vertex, count, texture, textured);
-        // Texture indices of a face that lacks some stay for the next face.
-        if (textured != count)
-            for (int k = 0; k < textured; ++k)
-                m_uvList.push_back(texture[k]);
+        emitLocalFace(vertex, count, texture, textured);
         return end + 1;
     }
 
@@ -815,11 +811,7 @@ private:
         const unsigned char* end =
             qdObjQuickLongFace(p, first, m_faceShapes, vertex, texture, count, textured);
         if (!end) return quickFace(p, &first);
-        emitFace(vertex, count, texture, textured);
-        // Texture indices of a face that lacks some stay for the next face.
-        if (textured != count)
-            for (int k = 0; k < textured; ++k)
-                m_uvList.push_back(texture[k]);
+        emitLocalFace(vertex, count, texture, textured);
         return end + 1;
     }
 
@@ -849,11 +841,7 @@ private:
             }
             if (!qdObjIsBlank(*p) && !qdObjIsLineEnd(*p)) return nullptr;
         }
-        emitFace(vertex, count, texture, textured);
-        // Texture indices of a face that lacks some stay for the next face.
-        if (textured != count)
-            for (int k = 0; k < textured; ++k)
-                m_uvList.push_back(texture[k]);
+        emitLocalFace(vertex, count, texture, textured);
         return p + 1;
     }
 
@@ -931,6 +919,17 @@ private:
         m_vertexList.clear();
         if (withUVs) m_uvList.clear();
         return true;
+    }
+
+    // A face read into local lists: emitted as the corner lists would emit
+    // it, and the texture indices of a face that lacks some stay for the next
+    // face, as they would stay in the list.
+    void emitLocalFace(const int* vertex, int count, const int* texture, int textured)
+    {
+        emitFace(vertex, count, texture, textured);
+        if (textured != count)
+            for (int k = 0; k < textured; ++k)
+                m_uvList.push_back(texture[k]);
     }
 
     // The slots of a face of n corners v, with the texture indices t when
