@@ -130,6 +130,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (qdObjQuickCorners(line, cached, cornerShapes) != cornersEnd) abort();
         if (cornersEnd && !sameCorners(corners, cached)) abort();
     }
+    {
+        // A line that matches the last shape read is read as the shapes read it.
+        QDObjCorners last;
+        const unsigned char* lastEnd = qdObjLastShapeCorners(line, last, cornerShapes);
+        if (lastEnd && (lastEnd != cornersEnd || !sameCorners(corners, last))) abort();
+    }
     int vertex[8], texture[8], count, textured;
     const unsigned char* end = qdObjQuickFaceCorners(line, vertex, texture, 8, count, textured);
     if (end &&

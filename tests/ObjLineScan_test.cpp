@@ -255,6 +255,56 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
             EXPECT_EQ(cached.texture[1], corners.texture[1]) << line;
         }
     }
+    // A line is first tried against the shape of the line read last; that
+    // shape's slot may since have gone to a line refused whole, whose shape
+    // must not be taken for the old one. Lines with more spaces before their
+    // end are tried until one lands in the slot of the first.
+    for (int spaces = 1; spaces < 400; ++spaces)
+    {
+        const std::string refused = std::string(size_t(spaces % 20 + 1), ' ') + "1 2 3" +
+                                    std::string(size_t(spaces / 20), ' ') + "\n";
+        QDObjNumberShapes<3> numberShapes;
+        const PaddedLine good(" 1.5 -0.25 0.1\n"), later(" 7.5 -0.75 0.3\n"), bad(refused);
+        float first[3];
+        ASSERT_NE(qdObjQuickNumbers<3>(good.begin(), first, numberShapes), nullptr);
+        auto* slot = numberShapes.last;
+        EXPECT_EQ(qdObjQuickNumbers<3>(bad.begin(), v, numberShapes), nullptr);
+        if (slot->end == 64)
+        {
+            float fresh[3], cached[3];
+            ASSERT_NE(qdObjQuickNumbers<3>(later.begin(), fresh), nullptr);
+            ASSERT_NE(qdObjQuickNumbers<3>(later.begin(), cached, numberShapes), nullptr);
+            EXPECT_EQ(memcmp(fresh, cached, sizeof(fresh)), 0);
+            break;
+        }
+        ASSERT_LT(spaces, 399) << "no refused line took the slot";
+    }
+    for (int spaces = 1; spaces < 400; ++spaces)
+    {
+        const std::string refused = std::string(size_t(spaces % 20 + 1), ' ') + "/1 2 3" +
+                                    std::string(size_t(spaces / 20), ' ') + "\n";
+        QDObjCornerShapes shapes;
+        QDObjCorners fresh, cached;
+        ASSERT_NE(qdObjQuickCorners(PaddedLine(" 12/3 45/6 78/9\n").begin(), cached, shapes),
+                  nullptr);
+        auto* slot = shapes.last;
+        EXPECT_EQ(qdObjQuickCorners(PaddedLine(refused).begin(), cached, shapes), nullptr);
+        if (slot->count == 0)
+        {
+            const PaddedLine later(" 98/7 65/4 32/1\n");
+            EXPECT_EQ(qdObjLastShapeCorners(later.begin(), cached, shapes), nullptr);
+            ASSERT_NE(qdObjQuickCorners(later.begin(), fresh), nullptr);
+            ASSERT_NE(qdObjQuickCorners(later.begin(), cached, shapes), nullptr);
+            EXPECT_EQ(cached.vertex[1], fresh.vertex[1]);
+            // Now the last shape again, read from the pattern alone.
+            QDObjCorners again;
+            ASSERT_NE(qdObjLastShapeCorners(later.begin(), again, shapes), nullptr);
+            EXPECT_EQ(again.vertex[2], 31);
+            EXPECT_EQ(again.texture[0], 6);
+            break;
+        }
+        ASSERT_LT(spaces, 399) << "no refused line took the slot";
+    }
     // Lines of up to 128 bytes and eight corners, read as the window-by-window
     // reader reads them, also when a line repeats the shape of one before.
     QDObjFaceShapes faceShapes;

@@ -859,10 +859,14 @@ private:
     const unsigned char* usualFaceLine(const unsigned char* p)
     {
         if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
-        const QDObjLineBits bits = qdObjLineBits<true>(p);
         QDObjCorners corners;
-        const unsigned char* end = qdObjQuickCorners(p, bits, corners, m_cornerShapes);
-        if (!end) return longFace(p, bits);
+        const unsigned char* end = qdObjLastShapeCorners(p, corners, m_cornerShapes);
+        if (!end)
+        {
+            const QDObjLineBits bits = qdObjLineBits<true>(p);
+            end = qdObjQuickCorners(p, bits, corners, m_cornerShapes);
+            if (!end) return longFace(p, bits);
+        }
         const bool writeUVs = corners.textured && m_readUVs;
         if (m_slots.reserve(4) && (!writeUVs || m_uvSlots.reserve(4)))
         {

@@ -381,6 +381,76 @@ template <int count> inline bool lineNumbers(const unsigned char* p, Number* num
 }
 } // namespace qdObjLineScan
 
+// A line's bytes as a pattern that a later line of the same shape matches in a
+// few wide steps: the spaces, marks and signs before the line end, and the line
+// end, must be the very bytes of the line the pattern was taken from, the other
+// bytes before the end any digit, and the bytes after the end are free. A line
+// that matches lies exactly as that line did, so all that its shape told holds
+// for it too, and it ends at the same place: the next line is known before this
+// one is read.
+struct QDObjLinePattern
+{
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+    // Each byte xor 'expect' must be at most 'limit': 0 for the fixed bytes, 9
+    // for the digits (the digits xor "0" are 0 to 9 and no other byte is), 255
+    // for the free bytes.
+    __m128i expect[4];
+    __m128i limit[4];
+#endif
+    int vectors = 0; // 16-byte steps that cover the line up to its end; 0: no pattern
+    unsigned end = 0;
+
+    // The pattern of the line at p that ends at 'end' (at most 63), 'fixed'
+    // having the bits of the bytes before the end that are no digits.
+    void take(const unsigned char* p, unsigned lineEnd, std::uint64_t fixed)
+    {
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+        alignas(16) unsigned char e[64], l[64];
+        for (unsigned i = 0; i < 64; ++i)
+        {
+            const bool isFixed = i == lineEnd || (i < lineEnd && (fixed >> i & 1));
+            e[i] = isFixed ? p[i] : (i < lineEnd ? '0' : 0);
+            l[i] = isFixed ? 0 : (i < lineEnd ? 9 : 255);
+        }
+        vectors = int(lineEnd / 16 + 1);
+        for (int k = 0; k < 4; ++k)
+        {
+            expect[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(e + 16 * k));
+            limit[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(l + 16 * k));
+        }
+        end = lineEnd;
+#else
+        (void)p;
+        (void)lineEnd;
+        (void)fixed;
+#endif
+    }
+
+    bool matches(const unsigned char* p) const
+    {
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+        if (vectors == 0) return false;
+        __m128i over = step(p, 0);
+        if (vectors > 1) over = _mm_or_si128(over, step(p, 1));
+        if (vectors > 2) over = _mm_or_si128(over, step(p, 2));
+        if (vectors > 3) over = _mm_or_si128(over, step(p, 3));
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(over, _mm_setzero_si128())) == 0xFFFF;
+#else
+        (void)p;
+        return false;
+#endif
+    }
+
+private:
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+    __m128i step(const unsigned char* p, int k) const
+    {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+        return _mm_subs_epu8(_mm_xor_si128(x, expect[k]), limit[k]);
+    }
+#endif
+};
+
 // The shapes of number lines read lately. The places of the spaces, dots and
 // minus signs before the line end, and the line end, decide all that
 // lineNumbers finds; a file writes its numbers with few widths, so most lines
@@ -393,8 +463,10 @@ template <int count> struct QDObjNumberShapes
         std::uint64_t space = 0, dot = 0, minus = 0;
         unsigned end = 64; // no line has its end there, so an empty entry never matches
         qdObjLineScan::Number numbers[count];
+        QDObjLinePattern pattern;
     };
     Shape shape[64];
+    Shape* last = nullptr; // the shape of the last line read, tried first
 
     Shape& slot(std::uint64_t space, std::uint64_t dot, std::uint64_t minus, unsigned end)
     {
@@ -426,6 +498,10 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
                                               QDObjNumberShapes<count>& shapes)
 {
     using namespace qdObjLineScan;
+    // Most lines are shaped as the one before.
+    if (shapes.last && shapes.last->pattern.matches(p))
+        return numberValues<count>(p, shapes.last->numbers, values) ? p + shapes.last->end
+                                                                     : nullptr;
     const QDObjLineBits bits = qdObjLineBits<false>(p);
     if (bits.lineEnd == 0) return nullptr;
     const unsigned end = lowestBit(bits.lineEnd);
@@ -439,14 +515,17 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
         if (!lineNumbers<count>(p, bits, shape.numbers, lineEnd))
         {
             shape.end = 64;
+            shape.pattern.vectors = 0;
             return nullptr;
         }
         shape.space = space;
         shape.dot = dot;
         shape.minus = minus;
         shape.end = end;
+        shape.pattern.take(p, end, space | dot | minus);
     }
     if (!numberValues<count>(p, shape.numbers, values)) return nullptr;
+    if (shape.pattern.vectors) shapes.last = &shape;
     return p + end;
 }
 
@@ -573,8 +652,10 @@ struct QDObjCornerShapes
         int count = 0;     // 0 for a refused shape
         bool textured = false;
         qdObjLineScan::Corner corner[4];
+        QDObjLinePattern pattern;
     };
     Shape shape[64];
+    Shape* last = nullptr; // the shape of the last line read, tried first
 
     Shape& slot(std::uint64_t space, std::uint64_t slash, unsigned end)
     {
@@ -606,10 +687,26 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDOb
         shape.space = space;
         shape.slash = slash;
         shape.end = end;
+        if (shape.count != 0)
+            shape.pattern.take(p, end, space | slash);
+        else
+            shape.pattern.vectors = 0;
     }
     if (shape.count == 0) return nullptr;
+    if (shape.pattern.vectors) shapes.last = &shape;
     cornerValues(p, shape.corner, shape.count, shape.textured, corners);
     return p + end;
+}
+
+// The corners of a face line shaped as the last one that qdObjQuickCorners
+// read with these shapes; null, with nothing read, for a line of another shape.
+inline const unsigned char* qdObjLastShapeCorners(const unsigned char* p, QDObjCorners& corners,
+                                                  QDObjCornerShapes& shapes)
+{
+    const QDObjCornerShapes::Shape* shape = shapes.last;
+    if (!shape || !shape->pattern.matches(p)) return nullptr;
+    qdObjLineScan::cornerValues(p, shape->corner, shape->count, shape->textured, corners);
+    return p + shape->end;
 }
 
 inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorners& corners,
