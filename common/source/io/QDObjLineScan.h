@@ -313,6 +313,58 @@ inline bool numberValuesWide(const unsigned char* p, const Number* numbers, floa
     if (count == 3) _mm_store_ss(values + 2, _mm_movehl_ps(v, v));
     return true;
 }
+// What numberValuesWide looks up for the numbers of one shape, looked up once:
+// the masks of each pair of numbers, the divisors and the signs.
+template <int count> struct NumberLanes
+{
+    __m128i decimals[2], digits[2];
+    __m128 divisors, signs;
+
+    void take(const Number* numbers)
+    {
+        const Number& a = numbers[0];
+        const Number& b = numbers[1];
+        const Number& c = numbers[count - 1];
+        decimals[0] = lanes(&s_topBytes.mask[a.decimals], &s_topBytes.mask[b.decimals]);
+        decimals[1] = lanes(&s_topBytes.mask[c.decimals], &s_topBytes.mask[c.decimals]);
+        digits[0] = lanes(&s_topBytes.mask[a.digits], &s_topBytes.mask[b.digits]);
+        digits[1] = lanes(&s_topBytes.mask[c.digits], &s_topBytes.mask[c.digits]);
+        divisors = _mm_setr_ps(s_divisors[a.decimals], s_divisors[b.decimals],
+                               s_divisors[c.decimals], 1.0f);
+        signs = s_signLanes.lanes[a.negative | b.negative << 1 | c.negative << 2];
+    }
+};
+
+// The digit values of the numbers a and b of a line known to hold digits
+// wherever their shape has them.
+inline __m128i knownDigitPair(const unsigned char* p, const Number& a, const Number& b,
+                              __m128i decimals, __m128i digits)
+{
+    const __m128i closed =
+        _mm_or_si128(_mm_and_si128(lanes(p + a.end - 8, p + b.end - 8), decimals),
+                     _mm_andnot_si128(decimals, lanes(p + a.end - 9, p + b.end - 9)));
+    return digitPairValues(_mm_and_si128(_mm_xor_si128(closed, _mm_set1_epi8('0')), digits));
+}
+
+// numberValuesWide for a line that matched the pattern of the numbers' shape,
+// so that only the size of each value is left to check.
+template <int count>
+inline bool knownNumberValues(const unsigned char* p, const Number* numbers,
+                              const NumberLanes<count>& l, float* values)
+{
+    const Number& c = numbers[count - 1];
+    const __m128i first = knownDigitPair(p, numbers[0], numbers[1], l.decimals[0], l.digits[0]);
+    const __m128i second =
+        count == 3 ? knownDigitPair(p, c, c, l.decimals[1], l.digits[1]) : first;
+    const __m128i mantissas = _mm_castps_si128(
+        _mm_shuffle_ps(_mm_castsi128_ps(first), _mm_castsi128_ps(second), _MM_SHUFFLE(2, 0, 2, 0)));
+    if (_mm_movemask_epi8(_mm_cmpgt_epi32(mantissas, _mm_set1_epi32(16777216))) != 0)
+        return false;
+    const __m128 v = _mm_xor_ps(_mm_div_ps(_mm_cvtepi32_ps(mantissas), l.divisors), l.signs);
+    _mm_storel_pi(reinterpret_cast<__m64*>(values), v);
+    if (count == 3) _mm_store_ss(values + 2, _mm_movehl_ps(v, v));
+    return true;
+}
 #endif
 
 template <int count>
@@ -464,6 +516,9 @@ template <int count> struct QDObjNumberShapes
         unsigned end = 64; // no line has its end there, so an empty entry never matches
         qdObjLineScan::Number numbers[count];
         QDObjLinePattern pattern;
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+        qdObjLineScan::NumberLanes<count> lanes;
+#endif
     };
     Shape shape[64];
     Shape* last = nullptr; // the shape of the last line read, tried first
@@ -499,9 +554,12 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
 {
     using namespace qdObjLineScan;
     // Most lines are shaped as the one before.
+#ifdef QD_OBJ_LINE_SCAN_SSE2
     if (shapes.last && shapes.last->pattern.matches(p))
-        return numberValues<count>(p, shapes.last->numbers, values) ? p + shapes.last->end
-                                                                     : nullptr;
+        return knownNumberValues<count>(p, shapes.last->numbers, shapes.last->lanes, values)
+                   ? p + shapes.last->end
+                   : nullptr;
+#endif
     const QDObjLineBits bits = qdObjLineBits<false>(p);
     if (bits.lineEnd == 0) return nullptr;
     const unsigned end = lowestBit(bits.lineEnd);
@@ -523,6 +581,9 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
         shape.minus = minus;
         shape.end = end;
         shape.pattern.take(p, end, space | dot | minus);
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+        shape.lanes.take(shape.numbers);
+#endif
     }
     if (!numberValues<count>(p, shape.numbers, values)) return nullptr;
     if (shape.pattern.vectors) shapes.last = &shape;
