@@ -704,6 +704,58 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorne
 // number lines: the places of the spaces and slashes before the line end, and
 // the line end, decide where every index lies once the line is known to hold
 // nothing but spaces, slashes and digits.
+namespace qdObjLineScan
+{
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+// The digit masks of a face shape's indices in pairs, the vertex indices of
+// corners 0 and 1, then 2 and 3, then the same of the texture indices; a
+// triangle takes its third corner twice.
+struct CornerLanes
+{
+    __m128i digits[4];
+
+    void take(const Corner* c, int count)
+    {
+        const Corner& d = c[count - 1];
+        digits[0] = lanes(&s_topBytes.mask[c[0].vertexDigits], &s_topBytes.mask[c[1].vertexDigits]);
+        digits[1] = lanes(&s_topBytes.mask[c[2].vertexDigits], &s_topBytes.mask[d.vertexDigits]);
+        digits[2] =
+            lanes(&s_topBytes.mask[c[0].textureDigits], &s_topBytes.mask[c[1].textureDigits]);
+        digits[3] = lanes(&s_topBytes.mask[c[2].textureDigits], &s_topBytes.mask[d.textureDigits]);
+    }
+};
+
+// Four indices that end at a, b, c and d, of the digits given, minus one.
+inline __m128i knownIndices(const unsigned char* a, const unsigned char* b, const unsigned char* c,
+                            const unsigned char* d, __m128i digitsAB, __m128i digitsCD)
+{
+    const __m128i zeros = _mm_set1_epi8('0');
+    const __m128i ab = digitPairValues(_mm_and_si128(_mm_xor_si128(lanes(a - 8, b - 8), zeros), digitsAB));
+    const __m128i cd = digitPairValues(_mm_and_si128(_mm_xor_si128(lanes(c - 8, d - 8), zeros), digitsCD));
+    return _mm_sub_epi32(
+        _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(ab), _mm_castsi128_ps(cd), _MM_SHUFFLE(2, 0, 2, 0))),
+        _mm_set1_epi32(1));
+}
+
+// cornerValues for a line that matched the pattern of the corners' shape.
+inline void knownCornerValues(const unsigned char* p, const Corner* c, int count, bool textured,
+                              const CornerLanes& l, QDObjCorners& corners)
+{
+    const Corner& d = c[count - 1];
+    corners.count = count;
+    corners.textured = textured;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(corners.vertex),
+                     knownIndices(p + c[0].vertexEnd, p + c[1].vertexEnd, p + c[2].vertexEnd,
+                                  p + d.vertexEnd, l.digits[0], l.digits[1]));
+    if (textured)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(corners.texture),
+                         knownIndices(p + c[0].textureEnd, p + c[1].textureEnd,
+                                      p + c[2].textureEnd, p + d.textureEnd, l.digits[2],
+                                      l.digits[3]));
+}
+#endif
+} // namespace qdObjLineScan
+
 struct QDObjCornerShapes
 {
     struct Shape
@@ -714,6 +766,9 @@ struct QDObjCornerShapes
         bool textured = false;
         qdObjLineScan::Corner corner[4];
         QDObjLinePattern pattern;
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+        qdObjLineScan::CornerLanes lanes;
+#endif
     };
     Shape shape[64];
     Shape* last = nullptr; // the shape of the last line read, tried first
@@ -749,7 +804,12 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDOb
         shape.slash = slash;
         shape.end = end;
         if (shape.count != 0)
+        {
             shape.pattern.take(p, end, space | slash);
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+            shape.lanes.take(shape.corner, shape.count);
+#endif
+        }
         else
             shape.pattern.vectors = 0;
     }
@@ -765,9 +825,17 @@ inline const unsigned char* qdObjLastShapeCorners(const unsigned char* p, QDObjC
                                                   QDObjCornerShapes& shapes)
 {
     const QDObjCornerShapes::Shape* shape = shapes.last;
+#ifdef QD_OBJ_LINE_SCAN_SSE2
     if (!shape || !shape->pattern.matches(p)) return nullptr;
-    qdObjLineScan::cornerValues(p, shape->corner, shape->count, shape->textured, corners);
+    qdObjLineScan::knownCornerValues(p, shape->corner, shape->count, shape->textured, shape->lanes,
+                                     corners);
     return p + shape->end;
+#else
+    (void)p;
+    (void)corners;
+    (void)shape;
+    return nullptr;
+#endif
 }
 
 inline const unsigned char* qdObjQuickCorners(const unsigned char* p, QDObjCorners& corners,
