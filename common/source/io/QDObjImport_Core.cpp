@@ -623,7 +623,7 @@ private:
     // three or four corners, each read in one go when it lies whole in the
     // buffer at p. Returns the start of the next line, or null with nothing
     // read for any other line.
-    const unsigned char* usualLine(const unsigned char* p)
+    __attribute__((always_inline)) const unsigned char* usualLine(const unsigned char* p)
     {
         float value[3];
         const unsigned char* end;
@@ -856,17 +856,29 @@ private:
     // p is the byte after the "f"; returns the start of the next line, or null
     // with nothing read. When no abandoned line has left corners behind, the
     // corner lists stay empty, as emitting the face would leave them.
-    const unsigned char* usualFaceLine(const unsigned char* p)
+    __attribute__((always_inline)) const unsigned char* usualFaceLine(const unsigned char* p)
     {
         if (!m_vertexList.empty() || !m_uvList.empty()) return nullptr;
         QDObjCorners corners;
         const unsigned char* end = qdObjLastShapeCorners(p, corners, m_cornerShapes);
-        if (!end)
-        {
-            const QDObjLineBits bits = qdObjLineBits<true>(p);
-            end = qdObjQuickCorners(p, bits, corners, m_cornerShapes);
-            if (!end) return longFace(p, bits);
-        }
+        if (!end) return shapedFaceLine(p);
+        emitCorners(corners);
+        return end + 1;
+    }
+
+    // usualFaceLine for a line not shaped as the last one.
+    __attribute__((noinline)) const unsigned char* shapedFaceLine(const unsigned char* p)
+    {
+        const QDObjLineBits bits = qdObjLineBits<true>(p);
+        QDObjCorners corners;
+        const unsigned char* end = qdObjQuickCorners(p, bits, corners, m_cornerShapes);
+        if (!end) return longFace(p, bits);
+        emitCorners(corners);
+        return end + 1;
+    }
+
+    __attribute__((always_inline)) void emitCorners(const QDObjCorners& corners)
+    {
         const bool writeUVs = corners.textured && m_readUVs;
         if (m_slots.reserve(4) && (!writeUVs || m_uvSlots.reserve(4)))
         {
@@ -878,7 +890,6 @@ private:
                 m_uvSlots.put4(corners.texture[0], corners.texture[1], corners.texture[2],
                                quad ? corners.texture[3] : 1);
         }
-        return end + 1;
     }
 
     // "f" lines; the "f" has been read. The corner lists are cleared only when

@@ -547,19 +547,32 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
     return p + end;
 }
 
+template <int count>
+const unsigned char* qdObjShapeNumbers(const unsigned char* p, float* values,
+                                       QDObjNumberShapes<count>& shapes);
+
 // qdObjQuickNumbers with the shapes of earlier lines: the same results.
 template <int count>
 inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* values,
                                               QDObjNumberShapes<count>& shapes)
 {
-    using namespace qdObjLineScan;
-    // Most lines are shaped as the one before.
+    // Most lines are shaped as the one before; only the others pay for a call.
 #ifdef QD_OBJ_LINE_SCAN_SSE2
+    using namespace qdObjLineScan;
     if (shapes.last && shapes.last->pattern.matches(p))
         return knownNumberValues<count>(p, shapes.last->numbers, shapes.last->lanes, values)
                    ? p + shapes.last->end
                    : nullptr;
 #endif
+    return qdObjShapeNumbers<count>(p, values, shapes);
+}
+
+// qdObjQuickNumbers for a line of any shape.
+template <int count>
+__attribute__((noinline)) const unsigned char*
+qdObjShapeNumbers(const unsigned char* p, float* values, QDObjNumberShapes<count>& shapes)
+{
+    using namespace qdObjLineScan;
     const QDObjLineBits bits = qdObjLineBits<false>(p);
     if (bits.lineEnd == 0) return nullptr;
     const unsigned end = lowestBit(bits.lineEnd);
