@@ -449,8 +449,14 @@ struct QDObjLinePattern
     __m128i expect[4];
     __m128i limit[4];
 #endif
-    int vectors = 0; // 16-byte steps that cover the line up to its end; 0: no pattern
+    // What the 16 byte tests of a match give: -1, which they never give, for
+    // no pattern, so that an empty pattern costs no test of its own.
+    int required = -1;
+    bool wide = false; // the line end lies past the first 32 bytes
     unsigned end = 0;
+
+    bool empty() const { return required == -1; }
+    void clear() { required = -1; }
 
     // The pattern of the line at p that ends at 'end' (at most 63), 'fixed'
     // having the bits of the bytes before the end that are no digits.
@@ -464,13 +470,14 @@ struct QDObjLinePattern
             e[i] = isFixed ? p[i] : (i < lineEnd ? '0' : 0);
             l[i] = isFixed ? 0 : (i < lineEnd ? 9 : 255);
         }
-        vectors = int(lineEnd / 16 + 1);
         for (int k = 0; k < 4; ++k)
         {
             expect[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(e + 16 * k));
             limit[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(l + 16 * k));
         }
+        wide = lineEnd >= 32;
         end = lineEnd;
+        required = 0xFFFF;
 #else
         (void)p;
         (void)lineEnd;
@@ -481,12 +488,9 @@ struct QDObjLinePattern
     bool matches(const unsigned char* p) const
     {
 #ifdef QD_OBJ_LINE_SCAN_SSE2
-        if (vectors == 0) return false;
-        __m128i over = step(p, 0);
-        if (vectors > 1) over = _mm_or_si128(over, step(p, 1));
-        if (vectors > 2) over = _mm_or_si128(over, step(p, 2));
-        if (vectors > 3) over = _mm_or_si128(over, step(p, 3));
-        return _mm_movemask_epi8(_mm_cmpeq_epi8(over, _mm_setzero_si128())) == 0xFFFF;
+        __m128i over = _mm_or_si128(step(p, 0), step(p, 1));
+        if (wide) over = _mm_or_si128(over, _mm_or_si128(step(p, 2), step(p, 3)));
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(over, _mm_setzero_si128())) == required;
 #else
         (void)p;
         return false;
@@ -521,7 +525,7 @@ template <int count> struct QDObjNumberShapes
 #endif
     };
     Shape shape[64];
-    Shape* last = nullptr; // the shape of the last line read, tried first
+    Shape* last = shape; // the shape of the last line read, tried first; never null
 
     Shape& slot(std::uint64_t space, std::uint64_t dot, std::uint64_t minus, unsigned end)
     {
@@ -559,7 +563,7 @@ inline const unsigned char* qdObjQuickNumbers(const unsigned char* p, float* val
     // Most lines are shaped as the one before; only the others pay for a call.
 #ifdef QD_OBJ_LINE_SCAN_SSE2
     using namespace qdObjLineScan;
-    if (shapes.last && shapes.last->pattern.matches(p))
+    if (shapes.last->pattern.matches(p))
         return knownNumberValues<count>(p, shapes.last->numbers, shapes.last->lanes, values)
                    ? p + shapes.last->end
                    : nullptr;
@@ -586,7 +590,7 @@ qdObjShapeNumbers(const unsigned char* p, float* values, QDObjNumberShapes<count
         if (!lineNumbers<count>(p, bits, shape.numbers, lineEnd))
         {
             shape.end = 64;
-            shape.pattern.vectors = 0;
+            shape.pattern.clear();
             return nullptr;
         }
         shape.space = space;
@@ -599,7 +603,7 @@ qdObjShapeNumbers(const unsigned char* p, float* values, QDObjNumberShapes<count
 #endif
     }
     if (!numberValues<count>(p, shape.numbers, values)) return nullptr;
-    if (shape.pattern.vectors) shapes.last = &shape;
+    if (!shape.pattern.empty()) shapes.last = &shape;
     return p + end;
 }
 
@@ -784,7 +788,7 @@ struct QDObjCornerShapes
 #endif
     };
     Shape shape[64];
-    Shape* last = nullptr; // the shape of the last line read, tried first
+    Shape* last = shape; // the shape of the last line read, tried first; never null
 
     Shape& slot(std::uint64_t space, std::uint64_t slash, unsigned end)
     {
@@ -824,10 +828,10 @@ inline const unsigned char* qdObjQuickCorners(const unsigned char* p, const QDOb
 #endif
         }
         else
-            shape.pattern.vectors = 0;
+            shape.pattern.clear();
     }
     if (shape.count == 0) return nullptr;
-    if (shape.pattern.vectors) shapes.last = &shape;
+    if (!shape.pattern.empty()) shapes.last = &shape;
     cornerValues(p, shape.corner, shape.count, shape.textured, corners);
     return p + end;
 }
@@ -839,7 +843,7 @@ inline const unsigned char* qdObjLastShapeCorners(const unsigned char* p, QDObjC
 {
     const QDObjCornerShapes::Shape* shape = shapes.last;
 #ifdef QD_OBJ_LINE_SCAN_SSE2
-    if (!shape || !shape->pattern.matches(p)) return nullptr;
+    if (!shape->pattern.matches(p)) return nullptr;
     qdObjLineScan::knownCornerValues(p, shape->corner, shape->count, shape->textured, shape->lanes,
                                      corners);
     return p + shape->end;
