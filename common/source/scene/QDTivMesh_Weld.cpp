@@ -60,8 +60,17 @@ inline std::uint32_t hashKey(const PositionKey& k)
 class DistinctPositions
 {
 public:
-    explicit DistinctPositions(std::size_t expectedEntries)
+    // Ids stay below mostEntries. A slot holds its id in the low bits and the
+    // top bits of the position's hash in the bits left above them, so that a
+    // probe that meets another position seldom has to read that position
+    // from the far larger value array to tell.
+    DistinctPositions(std::size_t expectedEntries, std::size_t mostEntries)
     {
+        int idBits = 1;
+        while (idBits < 31 && (std::size_t(1) << idBits) < mostEntries)
+            ++idBits;
+        m_idMask = int((std::uint32_t(1) << idBits) - 1);
+        m_tagShift = idBits;
         std::size_t size = 64;
         while (size < 2 * expectedEntries)
             size *= 2;
@@ -77,11 +86,12 @@ public:
         int& slot = find(p, hash);
         if (slot >= 0)
         {
-            m_values[std::size_t(slot)] = p;
-            return slot;
+            const int id = slot & m_idMask;
+            m_values[std::size_t(id)] = p;
+            return id;
         }
         const int id = int(m_values.size());
-        slot = id;
+        slot = id | tag(hash);
         m_values.push_back(p);
         if (m_values.size() * 4 > m_slots.size() * 3) grow();
         return id;
@@ -98,8 +108,8 @@ public:
     }
     void prefetchValue(std::uint32_t hash) const
     {
-        const int id = m_slots[hash & (m_slots.size() - 1)];
-        if (id >= 0) __builtin_prefetch(&m_values[std::size_t(id)]);
+        const int slot = m_slots[hash & (m_slots.size() - 1)];
+        if (slot >= 0) __builtin_prefetch(&m_values[std::size_t(slot & m_idMask)]);
     }
 
     // The slots are done with once every vertex is in: their storage (larger
@@ -112,24 +122,39 @@ private:
     int& find(const QDVector3f& p, std::uint32_t hash)
     {
         const std::size_t mask = m_slots.size() - 1;
+        const int tagged = tag(hash);
         std::size_t index = hash & mask;
         for (std::size_t probe = 1;; ++probe)
         {
             int& slot = m_slots[index];
-            if (slot < 0 || samePosition(m_values[std::size_t(slot)], p)) return slot;
+            if (slot < 0 || ((slot & ~m_idMask) == tagged &&
+                             samePosition(m_values[std::size_t(slot & m_idMask)], p)))
+                return slot;
             index = (index + probe) & mask; // triangular steps visit every slot
         }
+    }
+
+    // The top bits of the hash, in the slot bits above the id; none when the
+    // ids take all 31 bits.
+    int tag(std::uint32_t hash) const
+    {
+        return m_tagShift >= 31 ? 0 : int((hash >> (m_tagShift + 1)) << m_tagShift);
     }
 
     void grow()
     {
         m_slots.assign(m_slots.size() * 2, -1);
         for (std::size_t id = 0; id < m_values.size(); ++id)
-            find(m_values[id], hashKey(makeKey(m_values[id]))) = int(id);
+        {
+            const std::uint32_t hash = hashKey(makeKey(m_values[id]));
+            find(m_values[id], hash) = int(id) | tag(hash);
+        }
     }
 
     std::vector<int> m_slots;
     std::vector<QDVector3f> m_values;
+    int m_idMask;
+    int m_tagShift;
 };
 
 // The id of every vertex, written as ints over the vertices' own storage: id i
@@ -234,7 +259,7 @@ int QDTivMesh::mergeEqualVertices()
     const int vertexCount = m_vertices.size();
     if (vertexCount == 0) return 0;
 
-    DistinctPositions distinct(std::size_t(vertexCount / 8));
+    DistinctPositions distinct(std::size_t(vertexCount / 8), std::size_t(vertexCount));
     numberPositionsInPlace(m_vertices, distinct);
     std::vector<KeyedId> sorted;
     sortDistinctPositions(distinct.values(), sorted);
