@@ -279,6 +279,22 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
         }
         ASSERT_LT(spaces, 399) << "no refused line took the slot";
     }
+    // A shape taken from a line whose minus stands where a digit belongs
+    // ("1-4.99") reads no line, so it must not lend its pattern to the next.
+    int landed = 0;
+    for (int spaces = 1; spaces < 400; ++spaces)
+    {
+        const std::string misplaced = std::string(size_t(spaces % 20 + 1), ' ') + "1-4.9900" +
+                                      std::string(size_t(spaces / 20 + 1), ' ') + "-0.089\n";
+        QDObjNumberShapes<2> uvShapes;
+        float uv[2];
+        ASSERT_NE(qdObjQuickNumbers<2>(PaddedLine(" 0.25 0.75\n").begin(), uv, uvShapes), nullptr);
+        auto* slot = uvShapes.last;
+        EXPECT_EQ(qdObjQuickNumbers<2>(PaddedLine(misplaced).begin(), uv, uvShapes), nullptr);
+        EXPECT_EQ(qdObjQuickNumbers<2>(PaddedLine(misplaced).begin(), uv, uvShapes), nullptr);
+        landed += slot->pattern.empty();
+    }
+    EXPECT_GT(landed, 0) << "no misplaced minus took the slot of the line before";
     for (int spaces = 1; spaces < 400; ++spaces)
     {
         const std::string refused = std::string(size_t(spaces % 20 + 1), ' ') + "/1 2 3" +
@@ -336,3 +352,30 @@ TEST(ObjLineScan, EdgeShapesOfTheWholeLineReaders)
             << line;
     }
 }
+
+#ifdef QD_OBJ_LINE_SCAN_SSE2
+TEST(ObjLineScan, LinePatternsMatchOnlyLinesOfTheSameShape)
+{
+    // " -1.25 3.5\n": spaces, minus and dots fixed, the line end at 10.
+    const PaddedLine model(" -1.25 3.5\n");
+    QDObjLinePattern pattern;
+    EXPECT_FALSE(pattern.matches(model.begin())); // an empty pattern matches nothing
+    pattern.take(model.begin(), 10, 0x1 | 0x2 | 0x8 | 0x40 | 0x100);
+    EXPECT_TRUE(pattern.matches(model.begin()));
+    // Other digits, and anything at all after the line end.
+    EXPECT_TRUE(pattern.matches(PaddedLine(" -9.07 0.0\nvt 1 2 3 4 5 6 7 8 9\n").begin()));
+    for (const char* other : {" -1.25 3.5\r\n", " +1.25 3.5\n", " -1.2x 3.5\n", " -1.25 3,5\n",
+                              " -1.25  3.5\n", " -1.25 3.55\n", " -1:25 3.5\n", " -1.25 3.\n\n"})
+        EXPECT_FALSE(pattern.matches(PaddedLine(other).begin())) << other;
+    // A line end past the first 32 bytes is tested there too.
+    const std::string longLine = " 1234567/1234567 1234567/1234567 1234567/1234567\n";
+    QDObjLinePattern wide;
+    std::uint64_t fixed = 0;
+    for (size_t i = 0; i < longLine.size() - 1; ++i)
+        if (longLine[i] == ' ' || longLine[i] == '/') fixed |= std::uint64_t(1) << i;
+    wide.take(PaddedLine(longLine).begin(), unsigned(longLine.size() - 1), fixed);
+    EXPECT_TRUE(wide.matches(PaddedLine(" 7654321/7654321 7654321/7654321 7654321/7654320\n").begin()));
+    EXPECT_FALSE(wide.matches(PaddedLine(" 7654321/7654321 7654321/7654321 7654321/765432x\n").begin()));
+    EXPECT_FALSE(wide.matches(PaddedLine(" 7654321/7654321 7654321/7654321 7654321/7654320\r").begin()));
+}
+#endif

@@ -313,6 +313,7 @@ inline bool numberValuesWide(const unsigned char* p, const Number* numbers, floa
     if (count == 3) _mm_store_ss(values + 2, _mm_movehl_ps(v, v));
     return true;
 }
+
 // What numberValuesWide looks up for the numbers of one shape, looked up once:
 // the masks of each pair of numbers, the divisors and the signs.
 template <int count> struct NumberLanes
@@ -446,8 +447,8 @@ struct QDObjLinePattern
     // Each byte xor 'expect' must be at most 'limit': 0 for the fixed bytes, 9
     // for the digits (the digits xor "0" are 0 to 9 and no other byte is), 255
     // for the free bytes.
-    __m128i expect[4];
-    __m128i limit[4];
+    __m128i expect[4] = {};
+    __m128i limit[4] = {};
 #endif
     // What the 16 byte tests of a match give: -1, which they never give, for
     // no pattern, so that an empty pattern costs no test of its own.
@@ -597,13 +598,17 @@ qdObjShapeNumbers(const unsigned char* p, float* values, QDObjNumberShapes<count
         shape.dot = dot;
         shape.minus = minus;
         shape.end = end;
-        shape.pattern.take(p, end, space | dot | minus);
+        shape.pattern.clear();
 #ifdef QD_OBJ_LINE_SCAN_SSE2
         shape.lanes.take(shape.numbers);
 #endif
     }
     if (!numberValues<count>(p, shape.numbers, values)) return nullptr;
-    if (!shape.pattern.empty()) shapes.last = &shape;
+    // The pattern comes from a line whose digits all passed: a line that only
+    // has the spaces, dots and minus signs of the shape may hold a minus where
+    // a digit belongs ("1-4.5"), which the pattern would take for fixed.
+    if (shape.pattern.empty()) shape.pattern.take(p, end, space | dot | minus);
+    shapes.last = &shape;
     return p + end;
 }
 
