@@ -464,7 +464,7 @@ struct QDObjLinePattern
     void take(const unsigned char* p, unsigned lineEnd, std::uint64_t fixed)
     {
 #ifdef QD_OBJ_LINE_SCAN_SSE2
-        alignas(16) unsigned char e[64], l[64];
+        unsigned char e[64], l[64];
         for (unsigned i = 0; i < 64; ++i)
         {
             const bool isFixed = i == lineEnd || (i < lineEnd && (fixed >> i & 1));
@@ -473,8 +473,8 @@ struct QDObjLinePattern
         }
         for (int k = 0; k < 4; ++k)
         {
-            expect[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(e + 16 * k));
-            limit[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(l + 16 * k));
+            expect[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(e + 16 * k));
+            limit[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(l + 16 * k));
         }
         wide = lineEnd >= 32;
         end = lineEnd;
