@@ -77,6 +77,19 @@ private:
     FILE* m_file;
 };
 
+// One "v" line per point of a grid of (columns + 1) x (rows + 1) points, row by
+// row: the shared positions of the plain and mixed files.
+inline void writeGridPositions(FILE* f, int columns, int rows)
+{
+    for (int j = 0; j <= rows; ++j)
+        for (int i = 0; i <= columns; ++i)
+        {
+            double x, y, z;
+            surfacePoint(i, j, x, y, z);
+            fprintf(f, "v %.6f %.6f %.6f\n", x, y, z);
+        }
+}
+
 // Host export style: counts in header comments, one "v" and one "vt" per face
 // corner, every face a triangle "f a/a b/b c/c".
 inline bool writeHostFile(const std::string& path)
@@ -129,13 +142,7 @@ inline bool writePlainFile(const std::string& path)
     if (!f) return false;
     const int columns = 1000, rows = (s_faceTarget * 2 / 3) / columns;
     fprintf(f, "# plain mesh\no grid\n");
-    for (int j = 0; j <= rows; ++j)
-        for (int i = 0; i <= columns; ++i)
-        {
-            double x, y, z;
-            surfacePoint(i, j, x, y, z);
-            fprintf(f, "v %.6f %.6f %.6f\n", x, y, z);
-        }
+    writeGridPositions(f, columns, rows);
     for (int j = 0; j <= rows; ++j)
         for (int i = 0; i <= columns; ++i)
             fprintf(f, "vn %.4f %.4f %.4f\n", 0.1 * std::sin(i * 0.3), 0.98,
@@ -165,13 +172,7 @@ inline bool writeMixedFile(const std::string& path)
     if (!f) return false;
     const int columns = 1000, rows = s_faceTarget * 3 / 4 / columns, blockRows = 25;
     fprintf(f, "mtllib mixed_1M.mtl\no mixed\n");
-    for (int j = 0; j <= rows; ++j)
-        for (int i = 0; i <= columns; ++i)
-        {
-            double x, y, z;
-            surfacePoint(i, j, x, y, z);
-            fprintf(f, "v %.6f %.6f %.6f\n", x, y, z);
-        }
+    writeGridPositions(f, columns, rows);
     fprintf(f, "\n");
     for (int j = 0; j <= rows; ++j)
         for (int i = 0; i <= columns; ++i)
