@@ -34,6 +34,28 @@ public:
     // Largest text that the whole-file operations read or write.
     static const int s_maxWholeFileSize = 4096;
 
+    // Closes its stream when it goes out of scope, so that a throw between the
+    // open and the close leaves no handle behind.
+    class ScopedFile
+    {
+    public:
+        explicit ScopedFile(FileHandle file) : m_file(file) {}
+        ~ScopedFile() { close(); }
+        ScopedFile(const ScopedFile&) = delete;
+        ScopedFile& operator=(const ScopedFile&) = delete;
+        FileHandle get() const { return m_file; }
+        bool isOpen() const { return m_file != s_invalidFile; }
+        int close()
+        {
+            int status = fileClose(m_file);
+            m_file = s_invalidFile;
+            return status;
+        }
+
+    private:
+        FileHandle m_file;
+    };
+
     // Streams
     static FileHandle fileOpen(const QDString& path, const QDString& mode);
     static int fileClose(FileHandle file);

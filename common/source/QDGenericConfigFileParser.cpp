@@ -1,6 +1,7 @@
 #include "QDGenericConfigFileParser.h"
 
 #include "QDDiskServer.h"
+#include "QDReplacingFile.h"
 
 #include <climits>
 #include <cstdio>
@@ -159,17 +160,13 @@ void QDGenericConfigFileParser::addToken(const char* key, QDConfigTokenCallback 
 
 bool QDGenericConfigFileParser::parseFile(const char* path, void* context) const
 {
-    QDDiskServer::FileHandle file = QDDiskServer::fileOpen(QDString(path), "rb");
-    if (file == QDDiskServer::s_invalidFile) return false;
-    long size = openedSize(file);
-    if (size == 0)
-    {
-        QDDiskServer::fileClose(file);
-        return false;
-    }
+    QDDiskServer::ScopedFile file(QDDiskServer::fileOpen(QDString(path), "rb"));
+    if (!file.isOpen()) return false;
+    long size = openedSize(file.get());
+    if (size == 0) return false;
     std::vector<char> bytes;
-    readOpenFile(file, size, bytes);
-    QDDiskServer::fileClose(file);
+    readOpenFile(file.get(), size, bytes);
+    file.close();
 
     for (char* line = bytes.data(); line;)
     {
@@ -196,17 +193,13 @@ QDString QDGenericConfigFileParser::findTokenInConfigFile(const QDString& path,
                                                           const QDString& token, bool* found)
 {
     QDString upperToken = upperCopy(token);
-    QDDiskServer::FileHandle file = QDDiskServer::fileOpen(path, "rb");
-    long size = openedSize(file);
+    QDDiskServer::ScopedFile file(QDDiskServer::fileOpen(path, "rb"));
+    long size = openedSize(file.get());
     if (found) *found = false;
-    if (size < 1)
-    {
-        QDDiskServer::fileClose(file);
-        return QDString();
-    }
+    if (size < 1) return QDString();
     std::vector<char> bytes;
-    readOpenFile(file, size, bytes);
-    QDDiskServer::fileClose(file);
+    readOpenFile(file.get(), size, bytes);
+    file.close();
 
     QDString result;
     walkKeyedLines(bytes,
@@ -231,8 +224,8 @@ bool QDGenericConfigFileParser::replaceTokenInConfigFile(const QDString& path,
     QDString upperToken = upperCopy(token);
     QDString newLine = upperToken + QDString(" = ") + value + QDString("\n");
 
-    QDDiskServer::FileHandle file = QDDiskServer::fileOpen(path, "rb");
-    long size = openedSize(file);
+    QDDiskServer::ScopedFile file(QDDiskServer::fileOpen(path, "rb"));
+    long size = openedSize(file.get());
     if (found) *found = false;
 
     // The key always comes first; the other lines follow in their order.
@@ -240,7 +233,7 @@ bool QDGenericConfigFileParser::replaceTokenInConfigFile(const QDString& path,
     if (size > 0)
     {
         std::vector<char> bytes;
-        readOpenFile(file, size, bytes);
+        readOpenFile(file.get(), size, bytes);
         kept.reserve(kept.size() + bytes.size());
         walkKeyedLines(
             bytes,
@@ -257,13 +250,14 @@ bool QDGenericConfigFileParser::replaceTokenInConfigFile(const QDString& path,
                 return true;
             });
     }
-    QDDiskServer::fileClose(file);
+    file.close();
 
-    file = QDDiskServer::fileOpen(path, "wb");
-    if (file == QDDiskServer::s_invalidFile) return false;
-    QDDiskServer::fileWrite(file, kept.data(), kept.size());
-    QDDiskServer::fileClose(file);
-    return true;
+    // The file keeps its earlier lines unless the new ones were all written.
+    QDReplacingFile out;
+    if (!out.open(path)) return false;
+    if (QDDiskServer::fileWrite(out.handle(), kept.data(), kept.size()) != kept.size())
+        return false;
+    return out.commit();
 }
 
 float QDGenericConfigFileParser::paramToFloat(const char* text)

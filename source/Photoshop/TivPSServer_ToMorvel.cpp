@@ -7,6 +7,8 @@
 #include "QDTiv.h"
 #include "QDTivMesh.h"
 
+#include <utility>
+
 // True when the layer's OBJ was already there before the host exported it:
 // the layer then came from the sculpting application earlier.
 static bool s_isAMorvelReturn = false;
@@ -101,14 +103,16 @@ bool TivPSServer::goToMorvel(const QDArray<QDString>& objectNames)
     ProcessSerialNumber psn = {0, 0};
     bool wasRunning = QDDiskServer::getRunningProcess(QDTiv::getMorvelPath(), psn);
     QDLogServer::printLine(" MorvelWasRunning = %d", wasRunning ? 1 : 0);
+    // The insert-mesh script is named but the loading script is the one run.
+    // Both are made before the launch: once the launcher runs, as little as
+    // possible should be left that could fail for want of memory.
+    QDString script = photoshopScript("/Tiv_InsertMeshIfMorvelLaunch.mvs");
+    script = photoshopScript("/Tiv_LoadTextures.mvs");
+
     // The launcher brings the sculpting application up whether or not it runs.
     QDDiskServer::launchApplication(QDTiv::getMorvelFile("TivMorvelFromApp.app"), "");
     QDTimeService::sleep(s_launcherStartMs);
-
-    // The insert-mesh script is named but the loading script is the one run.
-    QDString script = photoshopScript("/Tiv_InsertMeshIfMorvelLaunch.mvs");
-    script = photoshopScript("/Tiv_LoadTextures.mvs");
-    executeMvScript(script);
+    executeMvScript(std::move(script));
     return true;
 }
 

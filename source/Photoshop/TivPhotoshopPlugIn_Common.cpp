@@ -9,8 +9,11 @@
 #include "QDTiv.h"
 #include "TivPSServer.h"
 
+#include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -40,21 +43,49 @@ bool endsWith(const char* name, const char* ending)
 void removeFilesEndingWith(const QDString& folder, const char* ending)
 {
     QDString cleanFolder(folder.getValidFilePath());
-    DIR* dir = opendir(cleanFolder.c_str());
-    if (dir == nullptr) return;
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(cleanFolder.c_str()), closedir);
+    // A folder that cannot be listed is left as it is; want of memory stops the run.
+    if (!dir && errno == ENOMEM) throw std::bad_alloc();
+    if (!dir) return;
     // Listed first, removed after: a listing that changes under readdir may
     // skip entries.
     QDArray<QDString> doomed;
-    while (dirent* entry = readdir(dir))
+    while (dirent* entry = readdir(dir.get()))
     {
         const char* name = entry->d_name;
         if (name[0] != '.' && endsWith(name, ending)) doomed.push_back(cleanFolder + "/" + name);
     }
-    closedir(dir);
+    dir.reset();
     for (const QDString& path : doomed)
     {
         struct stat info;
         if (lstat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode)) unlink(path.c_str());
+    }
+}
+// Puts the host's working folder back however the tidying ends: a throw
+// half-way must not leave the host working in our project folder.
+class WorkingFolderRestorer
+{
+public:
+    explicit WorkingFolderRestorer(const QDString& saved) : m_saved(saved) {}
+    ~WorkingFolderRestorer() { QDDiskServer::setCurrentPath(m_saved); }
+    WorkingFolderRestorer(const WorkingFolderRestorer&) = delete;
+    WorkingFolderRestorer& operator=(const WorkingFolderRestorer&) = delete;
+
+private:
+    const QDString& m_saved;
+};
+
+void tidyDefaultProjectFolder(const QDString& savedPath)
+{
+    WorkingFolderRestorer restorer(savedPath);
+    bool inProjectFolder = QDDiskServer::setCurrentPath(QDTiv::s_TivDefaultProjectFolder);
+    QDLogServer::printLine("    (newCurPath = %s)", text(QDDiskServer::getCurrentPath()));
+    // Removing after a failed change of folder would remove in the wrong one.
+    if (inProjectFolder)
+    {
+        removeFilesEndingWith(QDTiv::s_TivDefaultProjectFolder, ".bmp");
+        removeFilesEndingWith(QDTiv::s_TivDefaultProjectFolder, ".psd");
     }
 }
 } // namespace
@@ -68,15 +99,7 @@ SPErr DoIt(PSActionsPlugInMessage*)
 
     QDLogServer::printLine(" curPath = %s", text(QDDiskServer::getCurrentPath()));
     QDString savedPath = QDDiskServer::getCurrentPath();
-    bool inProjectFolder = QDDiskServer::setCurrentPath(QDTiv::s_TivDefaultProjectFolder);
-    QDLogServer::printLine("    (newCurPath = %s)", text(QDDiskServer::getCurrentPath()));
-    // Removing after a failed change of folder would remove in the wrong one.
-    if (inProjectFolder)
-    {
-        removeFilesEndingWith(QDTiv::s_TivDefaultProjectFolder, ".bmp");
-        removeFilesEndingWith(QDTiv::s_TivDefaultProjectFolder, ".psd");
-    }
-    QDDiskServer::setCurrentPath(savedPath);
+    tidyDefaultProjectFolder(savedPath);
 
     // Cleared first: a failed query leaves the buffer as it was, and the run
     // then goes on with an empty name. The byte past the announced capacity

@@ -28,19 +28,39 @@ long long alignPadding(int n)
 
 QDBinaryFile::QDBinaryFile(const QDString& path, const char* mode)
 {
-    m_file = QDDiskServer::fileOpen(path, mode);
+    open(path, mode);
+}
+
+QDBinaryFile::~QDBinaryFile()
+{
+    if (m_replacement.isOpen())
+    {
+        m_replacement.discard();
+        m_file = QDDiskServer::s_invalidFile;
+    }
+    close();
 }
 
 bool QDBinaryFile::open(const QDString& path, const char* mode)
 {
     close();
-    m_file = QDDiskServer::fileOpen(path, mode);
+    // Plain writes replace the target whole; reads and updates go to the file itself.
+    bool replaces = mode && mode[0] == 'w' && (mode[1] == 0 || (mode[1] == 'b' && mode[2] == 0));
+    if (!replaces)
+        m_file = QDDiskServer::fileOpen(path, mode);
+    else if (m_replacement.open(path))
+        m_file = m_replacement.handle();
     return isOpen();
 }
 
 bool QDBinaryFile::close()
 {
     if (!isOpen()) return true;
+    if (m_replacement.isOpen())
+    {
+        m_file = QDDiskServer::s_invalidFile;
+        return m_replacement.commit();
+    }
     int status = QDDiskServer::fileClose(m_file);
     m_file = QDDiskServer::s_invalidFile;
     return status == 0;

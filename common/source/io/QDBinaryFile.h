@@ -3,6 +3,7 @@
 #include "QDArray.h"
 #include "QDBoolArray.h"
 #include "QDDiskServer.h"
+#include "QDReplacingFile.h"
 #include "QDString.h"
 #include "QDVector2f.h"
 #include "QDVector3f.h"
@@ -12,18 +13,23 @@
 // One open file, read and written as raw little-endian images: 4-byte scalars,
 // counted arrays without padding, counted strings padded to 4 bytes. No buffer,
 // position or error state of its own: every call goes straight to the handle.
+//
+// A file opened for writing ("w", "wb") replaces its target only at close():
+// until then the target keeps its earlier content, and a file given up
+// without close() (a failed write, a throw) leaves it so.
 class QDBinaryFile
 {
 public:
     QDBinaryFile() = default;
     QDBinaryFile(const QDString& path, const char* mode);
-    ~QDBinaryFile() { close(); }
+    ~QDBinaryFile();
     QDBinaryFile(const QDBinaryFile&) = delete;
     QDBinaryFile& operator=(const QDBinaryFile&) = delete;
 
     bool open(const QDString& path, const char* mode);
     // False when the system could not complete the file (buffered bytes that a
-    // full disk refused show up only here); true when nothing was open.
+    // full disk refused show up only here, and so does any earlier failed
+    // write of a file being replaced); true when nothing was open.
     bool close();
     bool isOpen() const { return m_file != QDDiskServer::s_invalidFile; }
     QDDiskServer::FileHandle getFile() const { return m_file; }
@@ -85,4 +91,5 @@ private:
     bool readCount(int& count, unsigned long elementSize) const;
 
     QDDiskServer::FileHandle m_file = QDDiskServer::s_invalidFile;
+    QDReplacingFile m_replacement;
 };

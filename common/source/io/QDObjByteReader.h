@@ -86,9 +86,10 @@ class QDObjByteReader
 public:
     QDObjByteReader(FILE* file, unsigned long bufferSize)
         : m_file(file), m_size(bufferSize > 0 ? bufferSize : 1),
-          m_buffer(new (std::nothrow) unsigned char[s_frontPadding + m_size + s_padding])
+          m_buffer(new unsigned char[s_frontPadding + m_size + s_padding])
     {
-        if (!m_buffer) return;
+        // A buffer that cannot be had throws: an empty read would pass for an
+        // empty file, and the send would deliver an empty mesh.
         memset(m_buffer.get(), 0, s_frontPadding);
         qdAdviseHugePages(data(), m_size);
     }
@@ -135,7 +136,6 @@ private:
 
     bool refill()
     {
-        if (!m_buffer) return false;
         unsigned long n = QDDiskServer::fileRead(m_file, data(), m_size);
         m_pos = data();
         m_end = m_pos + n;

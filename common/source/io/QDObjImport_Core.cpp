@@ -20,14 +20,16 @@ char* QDObjImport::s_curBufferPos = nullptr;
 
 void QDObjImport::myInitFileBuffer()
 {
-    s_fileBuffer = static_cast<char*>(malloc(1048576));
+    char* buffer = new char[1048576];
+    delete[] s_fileBuffer;
+    s_fileBuffer = buffer;
     s_endFileBuffer = s_fileBuffer;
     s_curBufferPos = s_fileBuffer;
 }
 
 void QDObjImport::myCloseFileBuffer()
 {
-    free(s_fileBuffer);
+    delete[] s_fileBuffer;
     s_fileBuffer = nullptr;
     s_endFileBuffer = nullptr;
     s_curBufferPos = nullptr;

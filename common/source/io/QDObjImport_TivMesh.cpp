@@ -34,8 +34,9 @@ QDObjImport::QDObjImport(unsigned long readBufferSize) : m_readBufferSize(readBu
 
 bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool readUVs, bool weld)
 {
-    FILE* file = QDDiskServer::fileOpen(path, "r");
-    if (file == QDDiskServer::s_invalidFile) return false;
+    QDDiskServer::ScopedFile opened(QDDiskServer::fileOpen(path, "r"));
+    if (!opened.isOpen()) return false;
+    FILE* file = opened.get();
 
     long fileSize = QDDiskServer::fileSize(file);
     int vertexCount = 0, faceCount = 0, cornerCount = 0, uvCount = 0;
@@ -63,19 +64,19 @@ bool QDObjImport::importTivMesh(const QDString& path, QDTivMesh& mesh, bool read
 
     char materialName[s_materialNameSize];
     quickReadTivMesh(file, mesh, readUVs, materialName, s_materialNameSize, m_readBufferSize);
-    QDDiskServer::fileClose(file);
+    opened.close();
 
     if (materialName[0] != 0 && path.endsWith(".obj", true))
     {
         QDString mtlPath(path);
         memcpy(mtlPath.c_str() + mtlPath.length() - 3, "mtl", 3);
-        FILE* mtl = QDDiskServer::fileOpen(mtlPath, "rb");
-        if (mtl != QDDiskServer::s_invalidFile)
+        QDDiskServer::ScopedFile mtl(QDDiskServer::fileOpen(mtlPath, "rb"));
+        if (mtl.isOpen())
         {
             QDString textureName;
-            quickReadTexture(mtl, textureName, materialName);
+            FILE* stream = mtl.get();
+            quickReadTexture(stream, textureName, materialName);
             mesh.m_textureFileName = textureName;
-            QDDiskServer::fileClose(mtl);
         }
     }
 

@@ -1,6 +1,7 @@
 #include "QDTivMesh.h"
 
 #include "QDBinaryFile.h"
+#include "QDReplacingFile.h"
 #include "QDDiskServer.h"
 
 #include <charconv>
@@ -230,40 +231,41 @@ QDString withoutTail(const QDString& path, int n)
 }
 
 // Writes the one material that names the colour map, beside the OBJ file.
-void writeDefaultMaterial(ObjTextWriter& obj, const QDString& objPath, const QDString& textureName,
+// False when the material file was begun but could not be completed.
+bool writeDefaultMaterial(ObjTextWriter& obj, const QDString& objPath, const QDString& textureName,
                           bool withTexture)
 {
     QDString mtlPath = withoutTail(objPath, 4) + ".mtl";
-    FILE* file = QDDiskServer::fileOpen(mtlPath, "w");
-    if (file == QDDiskServer::s_invalidFile) return;
+    QDReplacingFile file;
+    if (!file.open(mtlPath)) return true;
     QDString fileName(mtlPath);
     QDDiskServer::removePathFromFilename(fileName);
     obj << "mtllib " << fileName << "\n"
         << "usemtl defaultMat\n"
         << "\n";
     {
-        ObjTextWriter mtl(file);
+        ObjTextWriter mtl(file.handle());
         mtl << "newmtl defaultMat\n";
         if (withTexture) mtl << "map_Kd " << textureName << "\n";
     }
-    QDDiskServer::fileClose(file);
+    return file.commit();
 }
 
 // One plain white material per group used; replaces the default material's
 // file when the OBJ path ends in ".obj".
-void writeGroupMaterials(ObjTextWriter& obj, const QDString& objPath, const QDBoolArray& used)
+bool writeGroupMaterials(ObjTextWriter& obj, const QDString& objPath, const QDBoolArray& used)
 {
     QDString mtlPath = withoutTail(objPath, 3) + "mtl";
-    FILE* file = QDDiskServer::fileOpen(mtlPath, "w");
-    if (file == QDDiskServer::s_invalidFile) return;
+    QDReplacingFile file;
+    if (!file.open(mtlPath)) return true;
     obj << "mtllib " << mtlPath << "\n";
     {
-        ObjTextWriter mtl(file);
+        ObjTextWriter mtl(file.handle());
         for (int g = used.findFirst(true, 0); g >= 0; g = used.findFirst(true, g + 1))
             mtl << "newmtl Mat" << (long long)g << "\n"
                 << "Kd 1.0 1.0 1.0\n";
     }
-    QDDiskServer::fileClose(file);
+    return file.commit();
 }
 } // namespace
 
@@ -274,15 +276,19 @@ bool QDTivMesh::saveToObjFile(const QDString& path, bool writeGroups, bool write
     writeSmoothingGroups = false;
     (void)writeSmoothingGroups;
 
-    FILE* file = QDDiskServer::fileOpen(path, "w");
-    if (file == QDDiskServer::s_invalidFile) return false;
+    // The OBJ, and each material file beside it, replaces its earlier version
+    // only once it is whole; a material file that could not be completed
+    // fails the export, since the OBJ already names it.
+    QDReplacingFile file;
+    if (!file.open(path)) return false;
+    bool materialsDone = true;
     if (m_textureFileName.empty()) writeTextureMap = false;
     if (m_secondMapFileName.empty()) writeSecondMap = false;
     if (m_thirdMapFileName.empty()) writeThirdMap = false;
     {
-        ObjTextWriter obj(file);
+        ObjTextWriter obj(file.handle());
         if (writeTextureMap || writeSecondMap || writeThirdMap)
-            writeDefaultMaterial(obj, path, m_textureFileName, writeTextureMap);
+            materialsDone = writeDefaultMaterial(obj, path, m_textureFileName, writeTextureMap);
 
         for (const QDVector3f& v : m_vertices)
         {
@@ -348,10 +354,9 @@ bool QDTivMesh::saveToObjFile(const QDString& path, bool writeGroups, bool write
             obj << "\n";
         }
 
-        if (groups) writeGroupMaterials(obj, path, usedGroups);
+        if (groups && materialsDone) materialsDone = writeGroupMaterials(obj, path, usedGroups);
     }
-    QDDiskServer::fileClose(file);
-    return true;
+    return materialsDone && file.commit();
 }
 
 bool QDTivMesh::saveMapsToXMaxFile(const QDString& path) const
@@ -374,5 +379,5 @@ bool QDTivMesh::saveMapsToXMaxFile(const QDString& path) const
         file.write(m_thirdMapFactor);
         if (!file.write(m_thirdMapFileName)) return false;
     }
-    return true;
+    return file.close();
 }

@@ -1,11 +1,14 @@
 #include "QDDiskServer.h"
+#include "QDReplacingFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -63,11 +66,18 @@ QDDiskServer::FileHandle QDDiskServer::fileOpen(const QDString& path, const QDSt
     bool reads = (flags & O_ACCMODE) != O_WRONLY;
     int status = fcntl(fd, F_GETFL);
     FILE* file = nullptr;
+    int error = 0;
     if (fstat(fd, &info) == 0 && (!reads || S_ISREG(info.st_mode)) && status != -1 &&
         fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != -1)
+    {
         file = fdopen(fd, streamMode);
-    if (!file) close(fd);
-    return file;
+        if (file) return file;
+        error = errno;
+    }
+    close(fd);
+    // Out of memory is not a missing file: the caller must not go on as if it were.
+    if (error == ENOMEM) throw std::bad_alloc();
+    return s_invalidFile;
 }
 
 int QDDiskServer::fileClose(FileHandle file)
@@ -108,37 +118,36 @@ bool QDDiskServer::fileAtEnd(FileHandle file)
 
 bool QDDiskServer::readFileAsString(const QDString& path, QDString& text)
 {
-    FileHandle file = fileOpen(path, "r");
-    if (file == s_invalidFile)
+    ScopedFile file(fileOpen(path, "r"));
+    if (!file.isOpen())
     {
         text.clear();
         return false;
     }
-    long size = fileSize(file);
+    long size = fileSize(file.get());
     bool done = false;
     if (size >= 0 && size <= s_maxWholeFileSize)
     {
         // An empty file leaves the null string and still counts as read.
         text.create(int(size), ' ');
-        done =
-            size == 0 || fileRead(file, text.c_str(), (unsigned long)size) == (unsigned long)size;
+        done = size == 0 ||
+               fileRead(file.get(), text.c_str(), (unsigned long)size) == (unsigned long)size;
     }
-    fileClose(file);
     if (!done) text.clear();
     return done;
 }
 
-// The file is truncated even when the text is refused, and a buffered write
-// only reaches the disk at close: a full disk shows up there, so the close
-// counts.
+// A refused text (empty, or longer than the limit) still empties the file, as
+// it always has. A text that could not be written leaves the earlier file
+// whole: a reader must never find half a path list.
 bool QDDiskServer::writeFileFromString(const QDString& path, const QDString& text)
 {
-    FileHandle file = fileOpen(path, "w");
-    if (file == s_invalidFile) return false;
+    QDReplacingFile file;
+    if (!file.open(path)) return false;
     unsigned long length = (unsigned long)text.length();
-    bool done = length >= 1 && length <= (unsigned long)s_maxWholeFileSize &&
-                fileWrite(file, text.c_str(), length) == length;
-    return fileClose(file) == 0 && done;
+    bool accepted = length >= 1 && length <= (unsigned long)s_maxWholeFileSize;
+    if (accepted && fileWrite(file.handle(), text.c_str(), length) != length) return false;
+    return file.commit() && accepted;
 }
 
 namespace
@@ -241,23 +250,23 @@ template <typename Take> bool readBytesRepeatingTheLast(QDDiskServer::FileHandle
 bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>& lines)
 {
     lines.clear();
-    FileHandle file = fileOpen(path, "r");
-    if (file == s_invalidFile) return false;
+    ScopedFile file(fileOpen(path, "r"));
+    if (!file.isOpen()) return false;
     long long breaks = 0;
-    bool done = readBytesRepeatingTheLast(file,
+    bool done = readBytesRepeatingTheLast(file.get(),
                                           [&breaks](char c)
                                           {
                                               breaks += isLineBreak(c);
                                               return true;
                                           }) &&
-                fileSeek(file, 0, SEEK_SET) == 0;
+                fileSeek(file.get(), 0, SEEK_SET) == 0;
     QDArray<QDString> collected;
     if (done && breaks < INT_MAX) collected.reserve(int(breaks + 1));
-    LineCollector collector(collected, fileSize(file));
+    LineCollector collector(collected, fileSize(file.get()));
     done = done &&
-           readBytesRepeatingTheLast(file, [&collector](char c) { return collector.add(c); }) &&
+           readBytesRepeatingTheLast(file.get(),
+                                     [&collector](char c) { return collector.add(c); }) &&
            collector.finish();
-    fileClose(file);
     if (done) lines.swap(collected);
     return done;
 }
@@ -312,14 +321,15 @@ namespace
 // depend on the file system's order. False when the folder cannot be read.
 bool listFolder(const QDString& folder, QDArray<QDString>& names)
 {
-    DIR* dir = opendir(folder.c_str());
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(folder.c_str()), closedir);
+    if (!dir && errno == ENOMEM) throw std::bad_alloc();
     if (!dir) return false;
-    while (const dirent* entry = readdir(dir))
+    while (const dirent* entry = readdir(dir.get()))
     {
         if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
             names.push_back(QDString(entry->d_name));
     }
-    closedir(dir);
+    dir.reset();
     std::sort(names.begin(), names.end(),
               [](const QDString& a, const QDString& b)
               { return strcmp(a.c_str(), b.c_str()) < 0; });
@@ -388,41 +398,27 @@ bool QDDiskServer::searchFileList(QDArray<QDString>& found, const QDString& fold
                         maxFolders);
 }
 
+// The target keeps its earlier content unless the whole copy could be made.
 bool QDDiskServer::copyFile(const QDString& from, const QDString& to)
 {
-    FileHandle in = fileOpen(from, "rb");
-    if (in == s_invalidFile) return false;
-    // Opening the target empties it: when it is the source, that is the data.
+    ScopedFile in(fileOpen(from, "rb"));
+    if (!in.isOpen()) return false;
+    // Writing the target would empty it: when it is the source, that is the data.
     struct stat source, target;
-    if (fstat(fileno(in), &source) == 0 && stat(to.getValidFilePath(), &target) == 0 &&
+    if (fstat(fileno(in.get()), &source) == 0 && stat(to.getValidFilePath(), &target) == 0 &&
         source.st_dev == target.st_dev && source.st_ino == target.st_ino)
-    {
-        fileClose(in);
         return false;
-    }
-    FileHandle out = fileOpen(to, "wb");
-    if (out == s_invalidFile)
-    {
-        fileClose(in);
-        return false;
-    }
     const unsigned long bufferSize = 1048576;
     std::unique_ptr<char[]> buffer(new char[bufferSize]);
-    bool done = true;
+    QDReplacingFile out;
+    if (!out.open(to)) return false;
     for (;;)
     {
-        unsigned long n = fileRead(in, buffer.get(), bufferSize);
-        if (n > 0 && fileWrite(out, buffer.get(), n) != n) done = false;
-        if (!done || n < bufferSize) break;
+        unsigned long n = fileRead(in.get(), buffer.get(), bufferSize);
+        if (n > 0 && fileWrite(out.handle(), buffer.get(), n) != n) return false;
+        if (n < bufferSize) break;
     }
-    done = done && !ferror(in);
-    struct stat written;
-    bool regular = fstat(fileno(out), &written) == 0 && S_ISREG(written.st_mode);
-    done = fileClose(out) == 0 && done;
-    fileClose(in);
-    // A half copy would pass for the whole file later on.
-    if (!done && regular) remove(to.getValidFilePath());
-    return done;
+    return !ferror(in.get()) && out.commit();
 }
 
 QDString QDDiskServer::getCurrentPath()

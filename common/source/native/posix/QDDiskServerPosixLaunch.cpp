@@ -11,6 +11,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,6 +67,7 @@ bool readInterpreter(const QDString& script, Interpreter& interpreter)
 {
     char line[256] = {};
     FILE* file = fopen(script.c_str(), "rb");
+    if (!file && errno == ENOMEM) throw std::bad_alloc();
     if (!file) return false;
     size_t n = fread(line, 1, sizeof(line) - 1, file);
     fclose(file);
@@ -102,14 +104,14 @@ bool argumentNames(int pid, const char* argument, const FileIdentity& target)
 // with it as an argument) does not run it.
 bool runsScript(int pid, const FileIdentity& script, const Interpreter& interpreter)
 {
+    // Enough for a few arguments of the longest path; longer command lines
+    // simply do not match. Had before the open, so that a throw leaks no descriptor.
+    static const size_t s_capacity = 3 * 4096 + 4;
+    std::unique_ptr<char[]> line(new char[s_capacity + 1]);
     char path[64];
     snprintf(path, sizeof(path), "/proc/%d/cmdline", pid);
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
-    // Enough for a few arguments of the longest path; longer command lines
-    // simply do not match.
-    static const size_t s_capacity = 3 * 4096 + 4;
-    std::unique_ptr<char[]> line(new char[s_capacity + 1]);
     size_t used = 0;
     while (used < s_capacity)
     {
@@ -240,21 +242,20 @@ bool QDDiskServer::getRunningProcess(const QDString& appPath, ProcessSerialNumbe
     Interpreter interpreter;
     const Interpreter* script = readInterpreter(executable, interpreter) ? &interpreter : nullptr;
 
-    DIR* processes = opendir("/proc");
+    std::unique_ptr<DIR, int (*)(DIR*)> processes(opendir("/proc"), closedir);
+    // Want of memory is not "not running": the send must not go on as if it were.
+    if (!processes && errno == ENOMEM) throw std::bad_alloc();
     if (!processes) return false;
-    bool found = false;
-    while (dirent* entry = readdir(processes))
+    while (dirent* entry = readdir(processes.get()))
     {
         int pid = parsePid(entry->d_name);
         if (pid > 0 && processRuns(pid, target, script))
         {
             psn.lowLongOfPSN = (unsigned int)pid;
-            found = true;
-            break;
+            return true;
         }
     }
-    closedir(processes);
-    return found;
+    return false;
 }
 
 bool QDDiskServer::launchApplication(const QDString& appPath, const QDString& argument)
