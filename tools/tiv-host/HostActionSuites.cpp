@@ -4,6 +4,7 @@
 
 #include "HostSessionImpl.h"
 
+#include <memory>
 #include <chrono>
 #include <cstdio>
 
@@ -17,8 +18,10 @@ PIOSErr referenceMake(PIActionReference* reference)
     if (s == nullptr) return hostParameterError;
     s->call("Reference.Make");
     if (reference == nullptr) return hostParameterError;
-    *reference = new PIActionReferenceData;
-    s->references.insert(*reference);
+    // Owned until the session has it listed: a failed insert must not leak it.
+    std::unique_ptr<PIActionReferenceData> made(new PIActionReferenceData);
+    s->references.insert(made.get());
+    *reference = made.release();
     return 0;
 }
 

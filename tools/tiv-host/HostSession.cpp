@@ -177,9 +177,10 @@ PIHandle HostSession::Impl::newHandle(const char* bytes, size_t size)
 
 PIActionDescriptorData* HostSession::Impl::makeDescriptor()
 {
-    PIActionDescriptorData* d = new PIActionDescriptorData;
-    descriptors.insert(d);
-    return d;
+    // Owned until the session has it listed: a failed insert must not leak it.
+    std::unique_ptr<PIActionDescriptorData> made(new PIActionDescriptorData);
+    descriptors.insert(made.get());
+    return made.release();
 }
 
 std::string HostSession::Impl::stringIDOf(DescriptorTypeID id) const
