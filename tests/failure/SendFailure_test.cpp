@@ -13,11 +13,9 @@
 #include "TivPhotoshopPlugIn.h"
 
 #include <climits>
-#include <csignal>
 #include <cstring>
 #include <dirent.h>
 #include <memory>
-#include <sys/resource.h>
 
 namespace
 {
@@ -257,33 +255,6 @@ TEST_F(SendFailure, EveryAllocationOfAReturnSend)
 {
     everyAllocationFails(true);
 }
-
-namespace
-{
-// Every write that would take a file past `bytes` fails (EFBIG) while it
-// lives, instead of the signal that would end the process.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-    {
-        m_handler = signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_saved);
-        rlimit limit = m_saved;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_saved);
-        signal(SIGXFSZ, m_handler);
-    }
-
-private:
-    rlimit m_saved;
-    void (*m_handler)(int);
-};
-} // namespace
 
 TEST_F(SendFailure, EveryWriteOfTheMeshAndTheExchangeFiles)
 {
