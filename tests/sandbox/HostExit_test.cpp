@@ -58,8 +58,12 @@ TEST(HostExit, PlainBuildSendsAndTheSandboxIsMadeWhereMissing)
     EXPECT_EQ(lastLineOf(r), "tiv-host: sent; the sculpting application loaded Sphere.tiv (1986 "
                              "vertices, 3968 faces)");
 
-    // A stand-in that is not the build's is replaced; the rest stays.
-    writeBytes(s_sandbox + "/Applications/Morvel.app/Contents/MacOS/Morvel", "#!/bin/sh\n");
+    // A stand-in that is not the build's is replaced; the rest stays. (Renamed
+    // into place: the one that just reported may still be exiting, and a
+    // running executable cannot be opened for writing.)
+    const std::string morvel = s_sandbox + "/Applications/Morvel.app/Contents/MacOS/Morvel";
+    writeBytes(morvel + ".old", "#!/bin/sh\n");
+    fs::rename(morvel + ".old", morvel);
     r = host("--not-3d --layer Background");
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_TRUE(has(r.out, "sandbox   laid out Applications/Morvel.app/Contents/MacOS/Morvel\n"));
