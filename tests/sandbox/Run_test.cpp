@@ -255,8 +255,9 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
 }
 
 // What the editor's program makes of layers, suites and callers through the
-// real bundle. Only the 256-character name reaches a whole send: its name query
-// fails, and the run goes on with an empty name.
+// real bundle, down to its exit status and last line. Only the 256-character
+// name reaches a whole send: its name query fails, and the run goes on with an
+// empty name. (HostExit_test has the sandbox's own cases.)
 TEST_F(HostRun, EditorCasesThroughTheModule)
 {
     struct Case
@@ -264,29 +265,48 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
         std::string arguments;
         int status;
         std::vector<std::string> shown;
+        std::string last;
     };
     const std::string notA3DLayer = "opened " + s_root + "/TivApps/Photoshop/Tiv_NotA3DLayer.mvs";
+    const std::string stopped = "tiv-host: the send stopped ";
     const std::vector<Case> cases = {
-        {"--not-3d", 0, {notA3DLayer}},
+        {"--not-3d",
+         0,
+         {notA3DLayer},
+         "tiv-host: nothing to send, the layer is not a 3D layer; the sculpting application "
+         "showed \"The current layer is not a 3D layer"},
         {"--deny-suite 'Photoshop Alias Utility Suite'",
          1,
-         {"The plug-in failed with 'Parm' (0x5061726D)", "nothing changed"}},
-        {"--caller 'PS Other'", 0, {"suites still held: 0", "nothing changed"}},
-        {"--layer Props/Cup", 0, {"Default/Props/Cup.obj: No such file or directory", notA3DLayer}},
-        {"--layer " + std::string(255, 'a'), 0, {"File name too long", notA3DLayer}},
+         {"nothing changed"},
+         stopped + "in the plug-in: it failed with 'Parm' (0x5061726D)"},
+        {"--caller 'PS Other'",
+         1,
+         {"suites still held: 0", "nothing changed"},
+         "tiv-host: nothing sent: the plug-in did not ask for the layer's export"},
+        {"--layer Props/Cup",
+         1,
+         {notA3DLayer},
+         stopped + "at the export: could not write " + s_project +
+             "/Props/Cup.obj: No such file or directory"},
+        {"--layer " + std::string(255, 'a'),
+         1,
+         {notA3DLayer},
+         stopped + "at the export: could not write " + s_project + "/" + std::string(255, 'a') +
+             ".obj: File name too long"},
         {"--layer " + std::string(256, 'b'),
          0,
-         {"export3DModel silently to " + s_project + "/.obj", ".tiv: 1986 vertices"}},
+         {"export3DModel silently to " + s_project + "/.obj"},
+         "tiv-host: sent; the sculpting application loaded .tiv (1986 vertices, 3968 faces)"},
     };
     for (const Case& c : cases)
     {
-        std::filesystem::remove(s_morvel + "_Summary.txt");
         CommandRun r = runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" +
                                   TIV_PLUGIN_BUNDLE + "' " + c.arguments);
         EXPECT_EQ(r.status, c.status) << c.arguments << r.err;
         EXPECT_TRUE(has(r.out, "working folder unchanged: " + m_folder)) << c.arguments;
         for (const std::string& part : c.shown)
             EXPECT_TRUE(has(r.out, part)) << c.arguments << ": no " << part << "\n" << r.out;
+        EXPECT_EQ(sandbox::lastLine(r.out).substr(0, c.last.size()), c.last) << c.arguments;
         if (c.arguments == "--caller 'PS Other'")
         {
             EXPECT_FALSE(has(r.out, "acquired")) << r.out;

@@ -65,6 +65,16 @@ inline Runs waitForRuns(const std::string& record, size_t count = 0)
     return runs;
 }
 
+// The last line of a program's output, without its line end.
+inline std::string lastLine(const std::string& text)
+{
+    size_t end = text.find_last_not_of('\n');
+    if (end == std::string::npos) return std::string();
+    size_t start = text.rfind('\n', end);
+    start = start == std::string::npos ? 0 : start + 1;
+    return text.substr(start, end + 1 - start);
+}
+
 // An exchange folder tree under `root`, which the exchange paths name while it
 // lives, with stand-ins for the sculpting application (root/Apps/Morvel.app,
 // configured as its PATH) and for the launcher.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <chrono>
 #include <cstdio>
+#include <new>
 
 namespace
 {
@@ -38,7 +39,7 @@ PIOSErr referenceFree(PIActionReference reference)
 
 template <typename Fill>
 PIOSErr referencePut(PIActionReference reference, const char* operation, DescriptorFormID form,
-                   DescriptorClassID desiredClass, Fill fill)
+                     DescriptorClassID desiredClass, Fill fill)
 {
     HostSession::Impl* s = activeHostSession();
     if (s == nullptr) return hostParameterError;
@@ -77,28 +78,29 @@ PIOSErr referencePutName(PIActionReference reference, DescriptorClassID desiredC
                         [name](HostReferencePart& p) { p.name = name; });
 }
 
-PIOSErr referencePutIndex(PIActionReference reference, DescriptorClassID desiredClass, uint32_t index)
+PIOSErr referencePutIndex(PIActionReference reference, DescriptorClassID desiredClass,
+                          uint32_t index)
 {
     return referencePut(reference, "Reference.PutIndex", formIndex, desiredClass,
                         [index](HostReferencePart& p) { p.index = index; });
 }
 
 PIOSErr referencePutIdentifier(PIActionReference reference, DescriptorClassID desiredClass,
-                             uint32_t identifier)
+                               uint32_t identifier)
 {
     return referencePut(reference, "Reference.PutIdentifier", formIdentifier, desiredClass,
                         [identifier](HostReferencePart& p) { p.index = identifier; });
 }
 
 PIOSErr referencePutOffset(PIActionReference reference, DescriptorClassID desiredClass,
-                         int32_t offset)
+                           int32_t offset)
 {
     return referencePut(reference, "Reference.PutOffset", formOffset, desiredClass,
                         [offset](HostReferencePart& p) { p.offset = offset; });
 }
 
 PIOSErr referencePutEnumerated(PIActionReference reference, DescriptorClassID desiredClass,
-                             DescriptorEnumTypeID type, DescriptorEnumID value)
+                               DescriptorEnumTypeID type, DescriptorEnumID value)
 {
     return referencePut(reference, "Reference.PutEnumerated", formEnumerated, desiredClass,
                         [type, value](HostReferencePart& p)
@@ -109,7 +111,7 @@ PIOSErr referencePutEnumerated(PIActionReference reference, DescriptorClassID de
 }
 
 PIOSErr referencePutProperty(PIActionReference reference, DescriptorClassID desiredClass,
-                           DescriptorKeyID property)
+                             DescriptorKeyID property)
 {
     return referencePut(reference, "Reference.PutProperty", formProperty, desiredClass,
                         [property](HostReferencePart& p) { p.property = property; });
@@ -126,7 +128,7 @@ namespace
 // ---- Action control ---------------------------------------------------------
 
 PIOSErr controlPlay(PIActionDescriptor* result, DescriptorEventID event,
-                  PIActionDescriptor descriptor, int32_t playOptions)
+                    PIActionDescriptor descriptor, int32_t playOptions)
 {
     HostSession::Impl* s = activeHostSession();
     if (s == nullptr) return hostParameterError;
@@ -192,29 +194,39 @@ PIOSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, in
                        : playOptions == plugInDialogDisplay ? "with its dialog"
                                                             : "without dialog";
     std::string what = std::string("played export3DModel ") + mode + " to " + asked.path;
+    // What was not written, and why, goes to the request as well as to the events.
+    auto refuse = [this, &made, &what](const std::string& why, PIOSErr code)
+    {
+        made.error = why;
+        event(what + ": " + why);
+        return code;
+    };
     if (file == nullptr || file->type != typeAlias || asked.path.empty())
     {
+        made.error = "no file to write to";
         event("played export3DModel without a file to write to");
         return hostParameterError;
     }
     if (!document.hasLayer)
-    {
-        event(what + ": the document has no layer, nothing written");
-        return hostNoSuchObject;
-    }
+        return refuse("the document has no layer, nothing written", hostNoSuchObject);
     if (!document.is3D)
-    {
-        event(what + ": layer \"" + document.layerName + "\" is not a 3D layer, nothing written");
-        return hostNoSuchObject;
-    }
+        return refuse("layer \"" + document.layerName + "\" is not a 3D layer, nothing written",
+                      hostNoSuchObject);
     HostExport written;
     std::string error;
     auto start = std::chrono::steady_clock::now();
-    if (!exportModel(document.model, asked.path, written, error))
+    // The editor answers a failed allocation with its error code: an exception
+    // has no way back through the plug-in's C interface.
+    bool ok = false;
+    try
     {
-        event(what + ": could not write " + error);
-        return hostWriteError;
+        ok = exportModel(document.model, asked.path, written, error);
     }
+    catch (const std::bad_alloc&)
+    {
+        return refuse("could not write " + asked.path + ": not enough memory", hostMemoryFull);
+    }
+    if (!ok) return refuse("could not write " + error, hostWriteError);
     made.written = true;
     auto name = [](const std::string& path) { return path.substr(path.rfind('/') + 1); };
     char seconds[32];
@@ -240,7 +252,7 @@ PIOSErr HostSession::Impl::setLayer(const PIActionDescriptorData& request)
 }
 
 PIOSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
-                                  PIActionDescriptor* result)
+                                    PIActionDescriptor* result)
 {
     // A reference is a chain: the first part put names what is asked for, each
     // later part the container of the one before. This editor knows the target
@@ -260,9 +272,9 @@ PIOSErr HostSession::Impl::getLayer(const PIActionReferenceData& reference,
         return hostNoSuchObject;
     }
     DescriptorKeyID property = parts.size() == 2 ? parts[0].property : 0;
-    std::string what = property == 0
-                           ? "asked for the target layer"
-                           : "asked for property " + hostCodeText(property) + " of the target layer";
+    std::string what =
+        property == 0 ? "asked for the target layer"
+                      : "asked for property " + hostCodeText(property) + " of the target layer";
     if (property == keyName) what = "asked for the name of the target layer";
     if (!document.hasLayer)
     {

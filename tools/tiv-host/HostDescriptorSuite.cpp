@@ -38,7 +38,8 @@ const HostItem* itemOf(PIActionDescriptor descriptor, DescriptorKeyID key, const
     return d ? d->find(key) : nullptr;
 }
 
-PIOSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key, DescriptorTypeID* type)
+PIOSErr descriptorGetType(PIActionDescriptor descriptor, DescriptorKeyID key,
+                          DescriptorTypeID* type)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetType");
     if (item == nullptr || type == nullptr) return hostParameterError;
@@ -106,7 +107,7 @@ PIOSErr descriptorClear(PIActionDescriptor descriptor)
 
 template <typename Fill>
 PIOSErr descriptorPut(PIActionDescriptor descriptor, DescriptorKeyID key, const char* operation,
-                    DescriptorTypeID type, Fill fill)
+                      DescriptorTypeID type, Fill fill)
 {
     PIActionDescriptorData* d = target(descriptor, operation);
     if (d == nullptr) return hostParameterError;
@@ -131,7 +132,7 @@ PIOSErr descriptorPutFloat(PIActionDescriptor descriptor, DescriptorKeyID key, d
 }
 
 PIOSErr descriptorPutUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
-                             DescriptorUnitID unit, double value)
+                               DescriptorUnitID unit, double value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutUnitFloat", typeUnitFloat,
                          [unit, value](HostItem& item)
@@ -166,7 +167,7 @@ PIOSErr descriptorPutList(PIActionDescriptor descriptor, DescriptorKeyID, PIActi
 }
 
 PIOSErr descriptorPutObject(PIActionDescriptor descriptor, DescriptorKeyID key,
-                          DescriptorClassID type, PIActionDescriptor value)
+                            DescriptorClassID type, PIActionDescriptor value)
 {
     PIActionDescriptorData* object = target(value, "Descriptor.PutObject");
     if (object == nullptr) return hostParameterError;
@@ -182,13 +183,13 @@ PIOSErr descriptorPutObject(PIActionDescriptor descriptor, DescriptorKeyID key,
 }
 
 PIOSErr descriptorPutGlobalObject(PIActionDescriptor descriptor, DescriptorKeyID key,
-                                DescriptorClassID type, PIActionDescriptor value)
+                                  DescriptorClassID type, PIActionDescriptor value)
 {
     return descriptorPutObject(descriptor, key, type, value);
 }
 
 PIOSErr descriptorPutEnumerated(PIActionDescriptor descriptor, DescriptorKeyID key,
-                              DescriptorEnumTypeID type, DescriptorEnumID value)
+                                DescriptorEnumTypeID type, DescriptorEnumID value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutEnumerated", typeEnumerated,
                          [type, value](HostItem& item)
@@ -200,7 +201,7 @@ PIOSErr descriptorPutEnumerated(PIActionDescriptor descriptor, DescriptorKeyID k
 }
 
 PIOSErr descriptorPutReference(PIActionDescriptor descriptor, DescriptorKeyID key,
-                             PIActionReference value)
+                               PIActionReference value)
 {
     HostSession::Impl* s = activeHostSession();
     PIActionReferenceData* r = s ? s->reference(value, "Descriptor.PutReference") : nullptr;
@@ -211,14 +212,14 @@ PIOSErr descriptorPutReference(PIActionDescriptor descriptor, DescriptorKeyID ke
 }
 
 PIOSErr descriptorPutClass(PIActionDescriptor descriptor, DescriptorKeyID key,
-                         DescriptorClassID value)
+                           DescriptorClassID value)
 {
     return descriptorPut(descriptor, key, "Descriptor.PutClass", typeClass,
                          [value](HostItem& item) { return item.classID = value, true; });
 }
 
 PIOSErr descriptorPutGlobalClass(PIActionDescriptor descriptor, DescriptorKeyID key,
-                               DescriptorClassID value)
+                                 DescriptorClassID value)
 {
     return descriptorPutClass(descriptor, key, value);
 }
@@ -256,7 +257,7 @@ PIOSErr descriptorGetFloat(PIActionDescriptor descriptor, DescriptorKeyID key, d
 }
 
 PIOSErr descriptorGetUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID key,
-                             DescriptorUnitID* unit, double* value)
+                               DescriptorUnitID* unit, double* value)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetUnitFloat");
     if (item == nullptr || value == nullptr || item->type != typeUnitFloat)
@@ -267,7 +268,7 @@ PIOSErr descriptorGetUnitFloat(PIActionDescriptor descriptor, DescriptorKeyID ke
 }
 
 PIOSErr descriptorGetStringLength(PIActionDescriptor descriptor, DescriptorKeyID key,
-                                uint32_t* length)
+                                  uint32_t* length)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetStringLength");
     if (item == nullptr || length == nullptr || item->type != piTypeText) return hostParameterError;
@@ -276,7 +277,7 @@ PIOSErr descriptorGetStringLength(PIActionDescriptor descriptor, DescriptorKeyID
 }
 
 PIOSErr descriptorGetString(PIActionDescriptor descriptor, DescriptorKeyID key, char* value,
-                          uint32_t maxLength)
+                            uint32_t maxLength)
 {
     const HostItem* item = itemOf(descriptor, key, "Descriptor.GetString");
     if (item == nullptr || value == nullptr || maxLength == 0 || item->type != piTypeText)
@@ -289,29 +290,29 @@ PIOSErr descriptorGetString(PIActionDescriptor descriptor, DescriptorKeyID key, 
 } // namespace
 
 const PIActionDescriptorSuite hostDescriptorSuite = {descriptorMake,
-                                                   descriptorFree,
-                                                   descriptorGetType,
-                                                   descriptorGetKey,
-                                                   descriptorHasKey,
-                                                   descriptorGetCount,
-                                                   descriptorIsEqual,
-                                                   descriptorErase,
-                                                   descriptorClear,
-                                                   descriptorPutInteger,
-                                                   descriptorPutFloat,
-                                                   descriptorPutUnitFloat,
-                                                   descriptorPutString,
-                                                   descriptorPutBoolean,
-                                                   descriptorPutList,
-                                                   descriptorPutObject,
-                                                   descriptorPutGlobalObject,
-                                                   descriptorPutEnumerated,
-                                                   descriptorPutReference,
-                                                   descriptorPutClass,
-                                                   descriptorPutGlobalClass,
-                                                   descriptorPutAlias,
-                                                   descriptorGetInteger,
-                                                   descriptorGetFloat,
-                                                   descriptorGetUnitFloat,
-                                                   descriptorGetStringLength,
-                                                   descriptorGetString};
+                                                     descriptorFree,
+                                                     descriptorGetType,
+                                                     descriptorGetKey,
+                                                     descriptorHasKey,
+                                                     descriptorGetCount,
+                                                     descriptorIsEqual,
+                                                     descriptorErase,
+                                                     descriptorClear,
+                                                     descriptorPutInteger,
+                                                     descriptorPutFloat,
+                                                     descriptorPutUnitFloat,
+                                                     descriptorPutString,
+                                                     descriptorPutBoolean,
+                                                     descriptorPutList,
+                                                     descriptorPutObject,
+                                                     descriptorPutGlobalObject,
+                                                     descriptorPutEnumerated,
+                                                     descriptorPutReference,
+                                                     descriptorPutClass,
+                                                     descriptorPutGlobalClass,
+                                                     descriptorPutAlias,
+                                                     descriptorGetInteger,
+                                                     descriptorGetFloat,
+                                                     descriptorGetUnitFloat,
+                                                     descriptorGetStringLength,
+                                                     descriptorGetString};

@@ -4,6 +4,7 @@
 #include "HostSessionImpl.h"
 
 #include <cstring>
+#include <new>
 
 namespace
 {
@@ -16,8 +17,16 @@ PIHandle handleNew(int32_t size)
     if (s == nullptr) return nullptr;
     s->call("Handle.New");
     if (size < 0 || size > s_maxHandleSize) return nullptr;
-    std::vector<char> zeros(size_t(size) + 1, 0);
-    return s->newHandle(zeros.data(), size_t(size));
+    // A handle that cannot be had is a null one, as the editor's memory manager gives.
+    try
+    {
+        std::vector<char> zeros(size_t(size) + 1, 0);
+        return s->newHandle(zeros.data(), size_t(size));
+    }
+    catch (const std::bad_alloc&)
+    {
+        return nullptr;
+    }
 }
 
 void handleDispose(PIHandle h)

@@ -26,11 +26,13 @@ struct HostExportRequest
     int32_t formatChoice = -1;
     int32_t playOptions = -1;
     bool written = false;
+    std::string error; // why nothing was written
 };
 
 // Host errors this simulated editor reports (16-bit, the classic system codes).
 constexpr PIOSErr hostParameterError = -50;
 constexpr PIOSErr hostWriteError = -36;
+constexpr PIOSErr hostMemoryFull = -108;
 constexpr PIOSErr hostNoSuchObject = -1728;
 constexpr PIOSErr hostEventNotHandled = -1708;
 // What AcquireSuite says of a suite it does not offer: deliberately not 'Parm',

@@ -2,20 +2,23 @@
 // the way the host does, runs it on a document with one current layer, and
 // tells what the plug-in asked of it and what the run left in the exchange folder.
 
+#include "ExchangeWatch.h"
 #include "HostSession.h"
 #include "PlugInBundle.h"
+#include "SandboxLayout.h"
+#include "SendVerdict.h"
+
+#include <algorithm>
 
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
-#include <fstream>
-#include <map>
+#include <new>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -24,6 +27,13 @@
 #endif
 #ifndef TIV_SANDBOX_ROOT
 #define TIV_SANDBOX_ROOT ""
+#endif
+// What goes into the build's sandbox: the stand-ins, this editor, the scripts.
+#ifndef TIV_MORVEL_STANDIN
+#define TIV_MORVEL_STANDIN ""
+#define TIV_LAUNCHER_STANDIN ""
+#define TIV_HOST_EXE ""
+#define TIV_SANDBOX_SCRIPTS ""
 #endif
 
 namespace fs = std::filesystem;
@@ -34,6 +44,9 @@ typedef SPErr (*EntryPoint)(const char*, const char*, void*);
 
 // How long the sculpting application gets to open the script and report back.
 const int s_summaryWaitSeconds = 30;
+// After a send that stopped before there was a mesh to load, the application
+// can still have been asked to show a message: its report comes at once, or not at all.
+const int s_afterStopWaitSeconds = 3;
 
 struct Options
 {
@@ -46,6 +59,7 @@ struct Options
     std::string caller = "PS Photoshop";
     std::string selector = "Do It";
     bool listOnly = false;
+    int waitSeconds = s_summaryWaitSeconds;
 };
 
 void usage(FILE* out)
@@ -53,11 +67,18 @@ void usage(FILE* out)
     fprintf(out, "usage: tiv-host [--plugin BUNDLE.plugin|FOLDER] [--list] [--layer NAME]\n"
                  "                [--model FILE.obj] [--not-3d] [--deny-suite NAME]...\n"
                  "                [--caller TEXT] [--selector TEXT] [--exchange FOLDER]\n"
+                 "                [--wait SECONDS]\n"
                  "Runs an automation plug-in bundle (default: the build's sandbox bundle; in a\n"
                  "Plug-ins FOLDER, the first one the editor can load) on a document whose current\n"
                  "layer is NAME (default \"Sphere\", a textured sphere), then prints what the\n"
                  "plug-in asked and what it left in the exchange folder (default: the build's\n"
-                 "sandbox). --list only lists the plug-ins found, with their property lists.\n");
+                 "sandbox, laid out first where it is missing). --list only lists the plug-ins\n"
+                 "found, with their property lists. --wait: how long the sculpting application\n"
+                 "has to report (default 30 s).\n"
+                 "Exit status: 0 the sculpting application loaded the layer's mesh, or showed\n"
+                 "the not-a-3D-layer message for a layer that is not 3D; 1 the plug-in failed or\n"
+                 "the send stopped before that (the last line says where and why); 2 the\n"
+                 "plug-in cannot run or the model cannot be loaded.\n");
 }
 
 bool parseOptions(int argc, char** argv, Options& options)
@@ -94,6 +115,15 @@ bool parseOptions(int argc, char** argv, Options& options)
             ok = value(options.selector);
         else if (arg == "--exchange")
             ok = value(options.exchange);
+        else if (arg == "--wait")
+        {
+            std::string seconds;
+            char* end = nullptr;
+            ok = value(seconds);
+            long n = ok ? strtol(seconds.c_str(), &end, 10) : -1;
+            ok = ok && !seconds.empty() && *end == 0 && n >= 0 && n <= 3600;
+            options.waitSeconds = int(n);
+        }
         else
             ok = false;
         if (!ok)
@@ -105,158 +135,12 @@ bool parseOptions(int argc, char** argv, Options& options)
     return true;
 }
 
-std::string codeText(SPErr code)
-{
-    char text[64];
-    unsigned u = unsigned(code);
-    char c[4] = {char(u >> 24), char(u >> 16), char(u >> 8), char(u)};
-    bool printable = true;
-    for (char ch : c)
-        printable = printable && ch >= 32 && ch <= 126;
-    if (printable)
-        snprintf(text, sizeof(text), "'%c%c%c%c' (0x%08X)", c[0], c[1], c[2], c[3], u);
-    else
-        snprintf(text, sizeof(text), "%d", int(code));
-    return text;
-}
-
-std::string sizeText(uintmax_t bytes)
-{
-    char text[32];
-    if (bytes < 10 * 1024)
-        snprintf(text, sizeof(text), "%ju bytes", bytes);
-    else if (bytes < 10 * 1024 * 1024)
-        snprintf(text, sizeof(text), "%ju KiB", bytes / 1024);
-    else
-        snprintf(text, sizeof(text), "%ju MiB", bytes / (1024 * 1024));
-    return text;
-}
-
-std::string readSmallFile(const std::string& path, size_t limit = 4096)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::string text(limit, '\0');
-    in.read(&text[0], std::streamsize(limit));
-    text.resize(size_t(in.gcount()));
-    return text;
-}
-
 std::string currentFolder()
 {
     char buffer[4096];
     return getcwd(buffer, sizeof(buffer)) ? buffer : "(unreadable)";
 }
 
-// ---- The exchange folder before and after ----------------------------------
-
-struct FileState
-{
-    uintmax_t size;
-    fs::file_time_type time;
-};
-typedef std::map<std::string, FileState> Snapshot;
-
-Snapshot snapshot(const std::string& root)
-{
-    Snapshot files;
-    std::error_code ec;
-    fs::recursive_directory_iterator it(root, ec), end;
-    for (; !ec && it != end; it.increment(ec))
-    {
-        std::error_code ignored;
-        if (!it->is_regular_file(ignored)) continue;
-        std::string relative = fs::relative(it->path(), root, ignored).string();
-        files[relative] = {it->file_size(ignored), it->last_write_time(ignored)};
-    }
-    return files;
-}
-
-void printChanges(const std::string& root, const Snapshot& before, const Snapshot& after)
-{
-    printf("\nExchange folder %s\n", root.c_str());
-    bool any = false;
-    for (const auto& entry : before)
-        if (after.count(entry.first) == 0)
-        {
-            printf("  removed  %s\n", entry.first.c_str());
-            any = true;
-        }
-    for (const auto& entry : after)
-    {
-        auto old = before.find(entry.first);
-        const char* change = old == before.end()                     ? "new     "
-                             : old->second.time != entry.second.time ? "written "
-                                                                     : nullptr;
-        if (change == nullptr) continue;
-        any = true;
-        printf("  %s %s (%s)\n", change, entry.first.c_str(), sizeText(entry.second.size).c_str());
-        std::string name = fs::path(entry.first).filename().string();
-        if (name == "Tiv_ObjectList.txt" || name == "Tiv_Application.txt")
-        {
-            std::istringstream lines(readSmallFile(root + "/" + entry.first));
-            std::string line;
-            while (std::getline(lines, line))
-                printf("             | %s\n", line.c_str());
-        }
-    }
-    if (!any) printf("  nothing changed\n");
-}
-
-// ---- The sculpting application's stand-in ----------------------------------
-
-// The application configured in the exchange folder, quotes removed; empty when
-// there is none.
-std::string configuredApplication(const std::string& root)
-{
-    std::istringstream lines(readSmallFile(root + "/TivMorvel/Tiv_Config.txt"));
-    std::string line;
-    while (std::getline(lines, line))
-    {
-        size_t equal = line.find('=');
-        std::string key = line.substr(0, equal);
-        key.erase(key.find_last_not_of(" \t") + 1);
-        key.erase(0, key.find_first_not_of(" \t"));
-        for (char& c : key)
-            c = char(toupper((unsigned char)c));
-        if (equal == std::string::npos || key != "PATH") continue;
-        std::string value = line.substr(equal + 1);
-        value.erase(0, value.find_first_not_of(" \t"));
-        value.erase(value.find_last_not_of(" \t\r") + 1);
-        if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
-            value = value.substr(1, value.size() - 2);
-        return value;
-    }
-    return std::string();
-}
-
-// The stand-in reports beside its bundle: ".../Morvel.app" -> ".../Morvel_Summary.txt".
-std::string summaryFileOf(std::string application)
-{
-    while (!application.empty() && application.back() == '/')
-        application.pop_back();
-    if (application.size() > 4 && application.compare(application.size() - 4, 4, ".app") == 0)
-        application.resize(application.size() - 4);
-    return application + "_Summary.txt";
-}
-
-void printSummary(const std::string& summaryFile)
-{
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point deadline = Clock::now() + std::chrono::seconds(s_summaryWaitSeconds);
-    std::error_code ec;
-    while (!fs::exists(summaryFile, ec) && Clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    printf("\nSculpting application\n");
-    if (!fs::exists(summaryFile, ec))
-    {
-        printf("  no report from it within %d s (%s)\n", s_summaryWaitSeconds, summaryFile.c_str());
-        return;
-    }
-    std::istringstream lines(readSmallFile(summaryFile, 1 << 20));
-    std::string line;
-    while (std::getline(lines, line))
-        printf("  %s\n", line.c_str());
-}
 // ---- Loading the plug-in as the host does --------------------------------------
 
 struct LoadedPlugIn
@@ -288,8 +172,8 @@ bool load(LoadedPlugIn& plugIn, std::string& reason)
     plugIn.entry = reinterpret_cast<EntryPoint>(dlsym(plugIn.module, plugIn.bundle.entry.c_str()));
     if (plugIn.entry == nullptr)
     {
-        reason = "its executable has no " + plugIn.bundle.entry +
-                 ", the entry point its PiPL names";
+        reason =
+            "its executable has no " + plugIn.bundle.entry + ", the entry point its PiPL names";
         dlclose(plugIn.module);
         plugIn.module = nullptr;
         return false;
@@ -313,8 +197,8 @@ int choosePlugIn(const Options& options, LoadedPlugIn& plugIn)
         return 2;
     }
     bool isBundle = fs::path(path).extension() == ".plugin";
-    std::vector<std::string> candidates = isBundle ? std::vector<std::string>{path}
-                                                   : findBundles(path);
+    std::vector<std::string> candidates =
+        isBundle ? std::vector<std::string>{path} : findBundles(path);
     if (!isBundle) printf("Plug-ins folder %s: %zu bundles\n", path.c_str(), candidates.size());
     int usable = 0;
     for (const std::string& candidate : candidates)
@@ -348,9 +232,96 @@ int choosePlugIn(const Options& options, LoadedPlugIn& plugIn)
     }
     return 0;
 }
-} // namespace
 
-int main(int argc, char** argv)
+// ---- The build's sandbox -----------------------------------------------------
+
+// Only the build's own sandbox is laid out, and only when the build names the
+// stand-ins that go into it.
+void layOutOwnSandbox(const Options& options)
+{
+    std::string root = TIV_SANDBOX_ROOT;
+    if (root.empty() || options.exchange != root || std::string(TIV_MORVEL_STANDIN).empty()) return;
+    SandboxParts parts;
+    parts.root = root;
+    parts.applications = fs::path(root).parent_path().string() + "/Applications";
+    parts.morvelExe = TIV_MORVEL_STANDIN;
+    parts.launcherExe = TIV_LAUNCHER_STANDIN;
+    parts.hostExe = TIV_HOST_EXE;
+    parts.scriptsFolder = TIV_SANDBOX_SCRIPTS;
+    std::vector<std::string> made;
+    std::string error;
+    bool ok = layOutSandbox(parts, made, error);
+    std::string sandbox = fs::path(root).parent_path().string() + "/";
+    for (const std::string& path : made)
+        printf("  sandbox   laid out %s\n",
+               path.substr(path.compare(0, sandbox.size(), sandbox) == 0 ? sandbox.size() : 0)
+                   .c_str());
+    if (!ok) printf("  sandbox   not laid out: %s\n", error.c_str());
+}
+
+// ---- The document and the run ------------------------------------------------
+
+// The current layer, with the model it holds. Returns the exit status when the
+// model cannot be had.
+int openDocument(const Options& options, HostDocument& document, std::string& modelText)
+{
+    document.layerName = options.layer;
+    document.is3D = !options.notA3DLayer;
+    modelText = "a textured sphere";
+    if (options.model.empty())
+    {
+        document.model = makeDefaultModel();
+        return 0;
+    }
+    std::string error;
+    bool ok = false;
+    try
+    {
+        ok = readObjModel(options.model, document.model, error);
+    }
+    catch (const std::bad_alloc&)
+    {
+        document.model = HostModel();
+        error = options.model + ": not enough memory to load it";
+    }
+    if (!ok)
+    {
+        fprintf(stderr, "tiv-host: cannot use the model: %s\n", error.c_str());
+        return 2;
+    }
+    modelText = options.model;
+    return 0;
+}
+
+// What the run left, for the verdict: the export, the mesh file beside it, the
+// sculpting application and its report.
+SendFacts gatherFacts(const Options& options, const HostSession& host, SPErr result,
+                      const Snapshot& before, const Snapshot& after)
+{
+    SendFacts facts;
+    facts.result = result;
+    facts.layerIs3D = host.document().hasLayer && host.document().is3D;
+    facts.layerTriangles = host.document().model.triangles.size();
+    facts.exportAsked = !host.exports().empty();
+    if (facts.exportAsked)
+    {
+        const HostExportRequest& request = host.exports().back();
+        facts.exportWritten = request.written;
+        facts.exportError = request.error;
+        std::string base = request.path;
+        if (base.size() >= 4 && base.compare(base.size() - 4, 4, ".obj") == 0)
+            base.resize(base.size() - 4);
+        facts.tivPath = base + ".tiv";
+        facts.tivWritten = writtenDuring(facts.tivPath, options.exchange, before, after);
+    }
+    facts.configFile = options.exchange + "/TivMorvel/Tiv_Config.txt";
+    facts.application = configuredApplication(options.exchange);
+    facts.executable = applicationExecutable(facts.application);
+    facts.executableFound = !facts.application.empty() && isExecutable(facts.executable);
+    return facts;
+}
+
+int runEditor(int argc, char** argv, bool& sendStarted)
 {
     Options options;
     for (int i = 1; i < argc; ++i)
@@ -370,22 +341,12 @@ int main(int argc, char** argv)
     if (options.listOnly) return 0;
 
     HostDocument document;
-    document.layerName = options.layer;
-    document.is3D = !options.notA3DLayer;
-    std::string modelText = "a textured sphere";
-    if (!options.model.empty())
+    std::string modelText;
+    if (int status = openDocument(options, document, modelText))
     {
-        std::string error;
-        if (!readObjModel(options.model, document.model, error))
-        {
-            fprintf(stderr, "tiv-host: cannot use the model: %s\n", error.c_str());
-            dlclose(plugIn.module);
-            return 2;
-        }
-        modelText = options.model;
+        dlclose(plugIn.module);
+        return status;
     }
-    else
-        document.model = makeDefaultModel();
 
     printf("tiv-host: a simulated image editor\n");
     printPlugIn(plugIn.bundle);
@@ -395,6 +356,7 @@ int main(int argc, char** argv)
     else
         printf("  layer     \"%s\": not a 3D layer\n", document.layerName.c_str());
     printf("  exchange  %s\n", options.exchange.c_str());
+    layOutOwnSandbox(options);
     fflush(stdout);
 
     std::string application = configuredApplication(options.exchange);
@@ -413,6 +375,7 @@ int main(int argc, char** argv)
     printf("\n%s(\"%s\", \"%s\")\n", plugIn.bundle.entry.c_str(), options.caller.c_str(),
            options.selector.c_str());
     fflush(stdout);
+    sendStarted = true;
     auto start = std::chrono::steady_clock::now();
     SPErr result = plugIn.entry(options.caller.c_str(), options.selector.c_str(), &message);
     double seconds =
@@ -423,7 +386,7 @@ int main(int argc, char** argv)
         printf("  - %s\n", event.c_str());
     // Comparing the caller and selector is no request: it makes no event.
     if (host.events().empty()) printf("  (the plug-in asked nothing of the editor)\n");
-    printf("  returned %s after %.1f s\n", codeText(result).c_str(), seconds);
+    printf("  returned %s after %.1f s\n", resultCodeText(result).c_str(), seconds);
     if (folderAfter == folderBefore)
         printf("  working folder unchanged: %s\n", folderAfter.c_str());
     else
@@ -443,21 +406,41 @@ int main(int argc, char** argv)
     if (getrusage(RUSAGE_SELF, &usage) == 0)
         printf("  peak memory of the editor with the plug-in: %ld MiB\n", usage.ru_maxrss / 1024);
 
-    printChanges(options.exchange, before, snapshot(options.exchange));
+    Snapshot after = snapshot(options.exchange);
+    printChanges(options.exchange, before, after);
 
-    // Only a run that got past the export and was not cut short by an error
-    // goes on to the sculpting application.
-    bool exportPlayed = !host.exports().empty() && result == kSPNoError;
-    if (exportPlayed && !summaryFile.empty())
-        printSummary(summaryFile);
-    else if (exportPlayed)
-        printf("\nSculpting application: none configured in %s/TivMorvel/Tiv_Config.txt\n",
-               options.exchange.c_str());
-
-    if (result != kSPNoError)
+    SendFacts facts = gatherFacts(options, host, result, before, after);
+    if (applicationAsked(facts))
     {
-        printf("\nThe plug-in failed with %s\n", codeText(result).c_str());
+        facts.waitedSeconds = stoppedBeforeLoading(facts)
+                                  ? std::min(options.waitSeconds, s_afterStopWaitSeconds)
+                                  : options.waitSeconds;
+        facts.reportCame = waitForReport(summaryFile, facts.waitedSeconds, facts.report);
+    }
+    SendVerdict verdict = judgeSend(facts);
+    printf("\n%s\n", verdict.line.c_str());
+    return verdict.status;
+}
+} // namespace
+
+// The editor never dies of a failed allocation: before the plug-in runs it
+// cannot run it (2), after, the send it followed failed (1).
+int main(int argc, char** argv)
+{
+    bool sendStarted = false;
+    try
+    {
+        return runEditor(argc, argv, sendStarted);
+    }
+    catch (const std::bad_alloc&)
+    {
+        if (!sendStarted)
+        {
+            fprintf(stderr, "tiv-host: not enough memory to run the plug-in\n");
+            return 2;
+        }
+        printf("\ntiv-host: the send stopped: the editor ran out of memory while it followed "
+               "it\n");
         return 1;
     }
-    return 0;
 }

@@ -1,0 +1,115 @@
+#include "SandboxLayout.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Written beside the target and renamed over it once whole: a send running
+// from another editor never finds half a stand-in or half a configuration.
+bool writeWhole(const std::string& path, const std::string& bytes, fs::perms perms,
+                std::string& error)
+{
+    std::string partial = path + ".partial";
+    FILE* f = fopen(partial.c_str(), "wb");
+    bool ok = f != nullptr && fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+    if (f != nullptr && fclose(f) != 0) ok = false;
+    std::error_code ec;
+    if (ok) fs::permissions(partial, perms, ec);
+    if (ok && !ec && rename(partial.c_str(), path.c_str()) == 0) return true;
+    error = "cannot write " + path + ": " + (ec ? ec.message() : strerror(errno));
+    fs::remove(partial, ec);
+    return false;
+}
+
+// A text file of the layout, written only when it is missing.
+bool ensureText(const std::string& path, const std::string& text, std::vector<std::string>& made,
+                std::string& error)
+{
+    std::error_code ec;
+    if (fs::exists(path, ec)) return true;
+    if (!writeWhole(path, text, fs::perms(0644), error)) return false;
+    made.push_back(path);
+    return true;
+}
+
+// A stand-in's executable, copied when missing or not the one the build made.
+bool ensureCopy(const std::string& from, const std::string& to, std::vector<std::string>& made,
+                std::string& error)
+{
+    std::error_code ec;
+    if (!fs::is_regular_file(from, ec))
+    {
+        error = "the build made no " + from;
+        return false;
+    }
+    if (fs::exists(to, ec) && fs::file_size(from, ec) == fs::file_size(to, ec) && !ec &&
+        readFile(from) == readFile(to))
+        return true;
+    if (!writeWhole(to, readFile(from), fs::perms(0755), error)) return false;
+    made.push_back(to);
+    return true;
+}
+
+bool ensureFolder(const std::string& path, std::vector<std::string>& made, std::string& error)
+{
+    std::error_code ec;
+    if (fs::is_directory(path, ec)) return true;
+    if (!fs::create_directories(path, ec) || ec)
+    {
+        error = "cannot make the folder " + path + ": " + ec.message();
+        return false;
+    }
+    made.push_back(path + "/");
+    return true;
+}
+} // namespace
+
+bool layOutSandbox(const SandboxParts& parts, std::vector<std::string>& made, std::string& error)
+{
+    const std::string photoshop = parts.root + "/TivApps/Photoshop";
+    const std::string project = parts.root + "/TivProjects/Default";
+    const std::string morvelApp = parts.applications + "/Morvel.app";
+    const std::string launcherApp = parts.root + "/TivMorvel/TivMorvelFromApp.app";
+    for (const std::string& folder :
+         {photoshop, project, morvelApp + "/Contents/MacOS", launcherApp + "/Contents/MacOS"})
+        if (!ensureFolder(folder, made, error)) return false;
+
+    if (!ensureCopy(parts.morvelExe, morvelApp + "/Contents/MacOS/Morvel", made, error) ||
+        !ensureCopy(parts.launcherExe, launcherApp + "/Contents/MacOS/TivMorvelFromApp", made,
+                    error))
+        return false;
+
+    if (!ensureText(parts.root + "/TivMorvel/Tiv_Config.txt", "PATH = \"" + morvelApp + "\"\n",
+                    made, error) ||
+        !ensureText(photoshop + "/Tiv_Config.txt", "PATH = \"" + parts.hostExe + "\"\n", made,
+                    error) ||
+        !ensureText(parts.root + "/TivMorvel/Tiv_ProjectPath.txt", project + "\n", made, error))
+        return false;
+
+    std::error_code ec;
+    for (fs::directory_iterator it(parts.scriptsFolder, ec), end; !ec && it != end;
+         it.increment(ec))
+        if (it->path().extension() == ".mvs" &&
+            !ensureText(photoshop + "/" + it->path().filename().string(),
+                        readFile(it->path().string()), made, error))
+            return false;
+    if (ec)
+    {
+        error = "cannot list the scripts in " + parts.scriptsFolder + ": " + ec.message();
+        return false;
+    }
+    return true;
+}
