@@ -34,8 +34,8 @@ inline std::string bmpBytes(const RgbImage& image)
         }
         pixels += row;
     }
-    std::string header = "BM" + le32(54 + unsigned(pixels.size())) + le32(0) + le32(54) +
-                         le32(40) + le32(unsigned(image.width)) + le32(unsigned(image.height)) +
+    std::string header = "BM" + le32(54 + unsigned(pixels.size())) + le32(0) + le32(54) + le32(40) +
+                         le32(unsigned(image.width)) + le32(unsigned(image.height)) +
                          std::string("\1\0\x18\0", 4) + le32(0) + le32(unsigned(pixels.size())) +
                          zeros(16);
     return header + pixels;
@@ -72,8 +72,9 @@ inline Hue hueAt(const RgbImage& picture, double x, double y)
 // picture of its OBJ shows the colour map as it is.
 inline std::string texturedQuadObj(const std::string& mtl)
 {
-    return "mtllib " + mtl + "\nusemtl skin\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
-                             "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n";
+    return "mtllib " + mtl +
+           "\nusemtl skin\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
+           "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n";
 }
 inline std::string materialNaming(const std::string& map)
 {

@@ -86,8 +86,8 @@ TEST(RenderPicture, TexturedQuadIsUprightInObjAndSentTiv)
     std::filesystem::copy_file(dir + "/quad.mtl", dir + "/inset.mtl");
     writeBytes(dir + "/inset.obj", "mtllib inset.mtl\nusemtl skin\nv 0 0 0\nv 1 0 0\nv 1 1 0\n"
                                    "vt 0.25 0.25\nvt 0.75 0.25\nvt 0.75 0.75\nf 1/1 2/2 3/3\n");
-    ASSERT_EQ(tivtool("render '" + dir + "/inset.obj' '" + dir + "/out.png' --size 100 --uv").status,
-              0);
+    ASSERT_EQ(
+        tivtool("render '" + dir + "/inset.obj' '" + dir + "/out.png' --size 100 --uv").status, 0);
     RgbImage layout = picture(dir + "/out.png");
     EXPECT_EQ(layout.get(50, 50 + 45 / 2), 0xE6E6E6u) << "the lower edge, at v = 0.25";
     EXPECT_EQ(hueAt(layout, 0.5, 0.85), Hue::blue);
@@ -127,8 +127,8 @@ TEST(RenderPicture, ViewsShowTheSameSideOfAModelAndItsTiv)
     {
         const char* view;
         double x, y;
-    } views[] = {{"front", 0.85, 0.15}, {"back", 0.15, 0.15},  {"right", 0.15, 0.15},
-                 {"left", 0.85, 0.15},  {"top", 0.85, 0.85},   {"bottom", 0.85, 0.15},
+    } views[] = {{"front", 0.85, 0.15}, {"back", 0.15, 0.15}, {"right", 0.15, 0.15},
+                 {"left", 0.85, 0.15},  {"top", 0.85, 0.85},  {"bottom", 0.85, 0.15},
                  {"iso", 0.5, 0.1}};
     for (const auto& v : views)
     {
@@ -188,8 +188,8 @@ TEST(RenderPicture, ColourMapsThatCannotBeReadGivePlainPictures)
         for (const std::string mesh : {"quad.obj", "quad.tiv"})
         {
             std::filesystem::remove(dir + "/out.png");
-            CommandRun run = tivtool("render '" + dir + "/" + mesh + "' '" + dir + "/out.png' " +
-                                     c.options);
+            CommandRun run =
+                tivtool("render '" + dir + "/" + mesh + "' '" + dir + "/out.png' " + c.options);
             const std::string what = mesh + " " + c.map + " " + c.options + "\n" + run.err;
             EXPECT_EQ(run.status, 0) << what;
             if (c.said)
@@ -237,10 +237,11 @@ TEST(RenderPicture, ColourMapSamplingWrapsAndBlends)
     // for two repeats of the map, a texel 90 pixels wide and high. Texel centres
     // sit at 45 pixels from each texel's edge.
     const int left = renderMargin(400), top = 200 - 90;
-    auto at = [&](double tx, double ty) { return image.get(left + int(tx * 90), top + int(ty * 90)); };
-    EXPECT_EQ(hueOf(at(0.5, 0.5)), Hue::red);   // the image's top-left texel at v near 1
+    auto at = [&](double tx, double ty)
+    { return image.get(left + int(tx * 90), top + int(ty * 90)); };
+    EXPECT_EQ(hueOf(at(0.5, 0.5)), Hue::red); // the image's top-left texel at v near 1
     EXPECT_EQ(hueOf(at(1.5, 0.5)), Hue::blue);
-    EXPECT_EQ(hueOf(at(2.5, 0.5)), Hue::red);   // wrapped: u = 0 again
+    EXPECT_EQ(hueOf(at(2.5, 0.5)), Hue::red); // wrapped: u = 0 again
     EXPECT_EQ(hueOf(at(0.5, 1.5)), Hue::green);
     // Half way between red and blue both weigh the same; at the left edge u
     // wraps to the blue column.
