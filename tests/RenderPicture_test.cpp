@@ -6,6 +6,9 @@
 #include "PictureSupport.h"
 #include "QDTivMesh.h"
 
+#include <algorithm>
+#include <cmath>
+
 #if TIV_HAVE_STB
 #define STB_IMAGE_WRITE_STATIC
 #define STB_IMAGE_WRITE_IMPLEMENTATION

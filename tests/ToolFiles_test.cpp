@@ -4,6 +4,8 @@
 #include "PictureSupport.h"
 #include "ReplaceFile.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <stdexcept>
 
 namespace
