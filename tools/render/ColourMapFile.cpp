@@ -77,7 +77,7 @@ bool readColourMap(const std::string& path, RgbImage& image, std::string& messag
 bool readColourMap(const std::string&, RgbImage& image, std::string& message)
 {
     image = RgbImage();
-    message = "this build reads no colour maps (stb_image, from libstb-dev, was not found)";
+    message = "this build reads no colour maps (it was built without stb_image, from libstb-dev)";
     return false;
 }
 #endif
