@@ -3,17 +3,12 @@
 // a model and its .tiv, colour maps that cannot be read, and the sampling.
 
 #include "ColourMap.h"
+#include "ColourMapWriter.h"
 #include "PictureSupport.h"
 #include "QDTivMesh.h"
 
 #include <algorithm>
 #include <cmath>
-
-#if TIV_HAVE_STB
-#define STB_IMAGE_WRITE_STATIC
-#define STB_IMAGE_WRITE_IMPLEMENTATION
-#include <stb_image_write.h>
-#endif
 
 namespace
 {
@@ -31,17 +26,7 @@ void writeColourMap(const std::string& path, const RgbImage& map)
 {
     const std::string extension = path.substr(path.rfind('.'));
     if (extension == ".bmp") return writeBytes(path, bmpBytes(map));
-#if TIV_HAVE_STB
-    const char* file = path.c_str();
-    const void* pixels = map.pixels.data();
-    const int w = map.width, h = map.height;
-    const bool written = extension == ".png"   ? stbi_write_png(file, w, h, 3, pixels, w * 3)
-                         : extension == ".jpg" ? stbi_write_jpg(file, w, h, 3, pixels, 95)
-                                               : stbi_write_tga(file, w, h, 3, pixels);
-    ASSERT_TRUE(written) << path;
-#else
-    FAIL() << "no writer for " << path;
-#endif
+    ASSERT_TRUE(writeColourMapFile(path, map)) << path;
 }
 
 RgbImage picture(const std::string& path)
