@@ -7,6 +7,8 @@
 //             [--kind CODE] [--code KEY=ENTRY]... [--enable EXPR] [--version TEXT]
 //             CONTENTS_FOLDER
 
+#include "ReplaceFile.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -164,7 +166,8 @@ std::string makeInfoPlist(const Options& o)
     return plist + "</dict>\n</plist>\n";
 }
 
-// Writes only when the bytes differ, so that an unchanged bundle keeps its times.
+// Writes only when the bytes differ, so that an unchanged bundle keeps its
+// times; a file is replaced whole or not at all.
 bool writeFile(const std::string& path, const std::string& bytes)
 {
     FILE* in = fopen(path.c_str(), "rb");
@@ -175,9 +178,7 @@ bool writeFile(const std::string& path, const std::string& bytes)
         fclose(in);
         if (got == bytes.size() && old.compare(0, got, bytes) == 0) return true;
     }
-    FILE* out = fopen(path.c_str(), "wb");
-    bool ok = out != nullptr && fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
-    if (out != nullptr) ok = fclose(out) == 0 && ok;
+    const bool ok = replaceFileWith(path, bytes);
     if (!ok) fprintf(stderr, "bundlegen: cannot write %s: %s\n", path.c_str(), strerror(errno));
     return ok;
 }

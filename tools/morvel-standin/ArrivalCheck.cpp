@@ -2,6 +2,7 @@
 
 #include "MeshCompare.h"
 #include "QDTivMesh.h"
+#include "ReplaceFile.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -27,18 +28,16 @@ bool copyFile(const std::string& from, const std::string& to)
 {
     FILE* in = fopen(from.c_str(), "rb");
     if (!in) return false;
-    const std::string partial = to + ".partial";
-    FILE* out = fopen(partial.c_str(), "wb");
-    bool copied = out != nullptr;
-    char buffer[1 << 16];
-    size_t n = 0;
-    while (copied && (n = fread(buffer, 1, sizeof(buffer), in)) > 0)
-        copied = fwrite(buffer, 1, n, out) == n;
-    copied = copied && !ferror(in);
+    const bool copied = replaceFile(to,
+                                    [in](FILE* out)
+                                    {
+                                        char buffer[1 << 16];
+                                        size_t n = 0;
+                                        while ((n = fread(buffer, 1, sizeof(buffer), in)) > 0)
+                                            if (fwrite(buffer, 1, n, out) != n) return false;
+                                        return !ferror(in);
+                                    });
     fclose(in);
-    if (out && fclose(out) != 0) copied = false;
-    if (copied) copied = rename(partial.c_str(), to.c_str()) == 0;
-    if (!copied) remove(partial.c_str());
     return copied;
 }
 } // namespace

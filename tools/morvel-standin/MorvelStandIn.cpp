@@ -1,16 +1,19 @@
 // Stand-in for the sculpting application. Asked to open a script, it does what
 // the real application's scripts do as far as the exchange goes: the loading
 // script reads the object list and loads every listed mesh file; the
-// not-a-3D-layer script shows its message. It draws every mesh it loads, as it
-// holds it, into a picture beside the mesh file. It reports in a summary file
+// not-a-3D-layer script shows its message. It draws every mesh it loads as the
+// sculpting application shows it (y down, z into the screen), with its colour
+// map, into a picture beside the mesh file. It reports in a summary file
 // beside its bundle, written whole and then renamed into place so that a reader
 // never sees half of it. It prints nothing: started from a plug-in, it may share the
 // editor's output, and would break into the middle of it.
 
 #include "ArrivalCheck.h"
+#include "ColourMap.h"
 #include "MeshRender.h"
 #include "QDString.h"
 #include "QDTivMesh.h"
+#include "ReplaceFile.h"
 #include "StandInRecord.h"
 
 #include <cstdio>
@@ -73,8 +76,10 @@ std::string describeMesh(const std::string& tivPath)
     out += text;
     std::string texture = mesh.m_textureFileName.isNull() ? "" : mesh.m_textureFileName.c_str();
     out += "  texture: " +
-           (texture.empty() ? std::string("none")
-                            : texture + (fileExists(texture) ? " (found)" : " (missing)")) +
+           (texture.empty()
+                ? std::string("none")
+                : texture +
+                      (fileExists(colourMapPath(tivPath, texture)) ? " (found)" : " (missing)")) +
            "\n";
     const BBox& box = mesh.getBBox();
     if (box.isInitialized())
@@ -87,7 +92,14 @@ std::string describeMesh(const std::string& tivPath)
         out += text;
     }
     std::string picture = tivPath.substr(0, tivPath.size() - 4) + ".png", failure;
-    if (renderMeshToPng(mesh, RenderOptions(), picture, failure))
+    RenderOptions options;
+    options.frame = MeshFrame::sculpting;
+    RgbImage map;
+    if (loadMeshColourMap(mesh, tivPath, map, failure) == ColourMapLoad::loaded)
+        options.texture = &map;
+    else if (!failure.empty())
+        out += "  " + failure + "\n";
+    if (renderMeshToPng(mesh, options, picture, failure))
         out += "  picture: " + picture + "\n";
     else
         out += "  picture: " + picture + " not drawn: " + failure + "\n";
@@ -126,13 +138,7 @@ std::string scriptMessage(const std::string& script)
 
 void writeSummary(const std::string& stem, const std::string& summary)
 {
-    std::string path = stem + "_Summary.txt";
-    std::string partial = path + ".partial";
-    if (FILE* f = fopen(partial.c_str(), "w"))
-    {
-        fwrite(summary.data(), 1, summary.size(), f);
-        if (fclose(f) == 0) rename(partial.c_str(), path.c_str());
-    }
+    replaceFileWith(stem + "_Summary.txt", summary);
 }
 } // namespace
 

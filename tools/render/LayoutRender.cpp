@@ -1,5 +1,8 @@
 // The texture-coordinate layout: the unit square framed, each face's corners
-// joined by lines, v growing upwards as texture artists see it.
+// joined by lines, over the colour map when there is one. The colour map stands
+// upright, so v grows upwards in the editor's frame (as texture artists see it)
+// and downwards in the sculpting application's: a mesh and its sent copy give
+// the same layout.
 
 #include "QDTivMesh.h"
 #include "RenderRaster.h"
@@ -36,6 +39,20 @@ bool clip(double& x0, double& y0, double& x1, double& y1, double lo, double hi)
     x1 = sx + t1 * dx;
     y1 = sy + t1 * dy;
     return true;
+}
+
+// The colour map, stretched over the unit square.
+void drawColourMap(RgbImage& image, const RgbImage& map, MeshFrame frame)
+{
+    const int size = image.width, margin = renderMargin(size);
+    const double side = size - 2 * margin;
+    for (int y = margin; y < size - margin; ++y)
+    {
+        const double down = (y + 0.5 - margin) / side;
+        const double v = frame == MeshFrame::editor ? 1.0 - down : down;
+        for (int x = margin; x < size - margin; ++x)
+            image.set(x, y, sampleColourMap(map, (x + 0.5 - margin) / side, v, frame));
+    }
 }
 } // namespace
 
@@ -90,7 +107,12 @@ bool renderLayout(const QDTivMesh& mesh, const RenderOptions& options, RgbImage&
     const int size = image.width, margin = renderMargin(size);
     const double side = size - 2 * margin;
     auto px = [&](const QDVector2f& uv) { return margin + double(uv.x()) * side; };
-    auto py = [&](const QDVector2f& uv) { return size - margin - double(uv.y()) * side; };
+    const bool vDown = options.frame == MeshFrame::sculpting;
+    auto py = [&](const QDVector2f& uv)
+    { return vDown ? margin + double(uv.y()) * side : size - margin - double(uv.y()) * side; };
+
+    if (options.texture && !options.faceColors)
+        drawColourMap(image, *options.texture, options.frame);
 
     const uint32_t frame = 0x6A707A;
     drawLine(image, margin, margin, size - margin, margin, frame);

@@ -1,6 +1,7 @@
 // Orthographic, depth-buffered view of a mesh, faces shaded flat by a light
-// from the viewer's upper left. Faces with a corner that is out of range or not
-// finite are left out; the view is fitted to the faces that remain.
+// from the viewer's upper left, in their colour map's colours where they have
+// one. Faces with a corner that is out of range or not finite are left out; the
+// view is fitted to the faces that remain.
 
 #include "MeshRender.h"
 #include "QDTivMesh.h"
@@ -18,7 +19,9 @@ struct ViewFrame
     double right[3], up[3], toward[3];
 };
 
-ViewFrame frameOf(RenderView view)
+// In the editor's frame: each view looks at the same side of the model in both
+// frames.
+ViewFrame editorFrameOf(RenderView view)
 {
     const double r2 = 1.0 / std::sqrt(2.0), r3 = 1.0 / std::sqrt(3.0), r6 = 1.0 / std::sqrt(6.0);
     switch (view)
@@ -39,6 +42,20 @@ ViewFrame frameOf(RenderView view)
         break;
     }
     return {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+}
+
+// The sculpting application's coordinates are the editor's with y and z
+// negated, a half turn about x: the same turn takes the view's axes there.
+ViewFrame frameOf(RenderView view, MeshFrame meshFrame)
+{
+    ViewFrame frame = editorFrameOf(view);
+    if (meshFrame == MeshFrame::sculpting)
+        for (double* axis : {frame.right, frame.up, frame.toward})
+        {
+            axis[1] = -axis[1];
+            axis[2] = -axis[2];
+        }
+    return frame;
 }
 
 double dot(const double a[3], const QDVector3f& p)
@@ -167,7 +184,10 @@ struct Target
     std::vector<float> depth;
 };
 
-void fillTriangle(Target& target, const Projection& p, int a, int b, int c, uint32_t rgb)
+// `color(wa, wb, wc)` gives the colour at the pixel of barycentric weights
+// wa, wb, wc (summing to 1) of the corners a, b, c.
+template <typename Color>
+void fillTriangle(Target& target, const Projection& p, int a, int b, int c, Color color)
 {
     const float ax = p.x[size_t(a)], ay = p.y[size_t(a)], bx = p.x[size_t(b)], by = p.y[size_t(b)],
                 cx = p.x[size_t(c)], cy = p.y[size_t(c)];
@@ -195,11 +215,45 @@ void fillTriangle(Target& target, const Projection& p, int a, int b, int c, uint
             float& held = target.depth[size_t(y) * size_t(size) + size_t(x)];
             if (!(z > held)) continue;
             held = z;
+            const uint32_t rgb = color(wa / area, wb / area, wc / area);
             putPixel(&target.image.pixels[(size_t(y) * size_t(size) + size_t(x)) * 3], rgb);
         }
     }
 }
+
+// Face f in its colour map's colours, the corners' texture coordinates
+// interpolated across each of its triangles.
+void drawTexturedFace(Target& target, const Projection& projection, const QDTivMesh& mesh, int f,
+                      const RgbImage& map, MeshFrame frame, double light)
+{
+    const int* corners = &mesh.m_faceVertexIndices[4 * f];
+    const QDVector2f* uv = &mesh.m_cornerUVs[4 * f];
+    auto triangle = [&](int a, int b, int c)
+    {
+        auto color = [&](float wa, float wb, float wc)
+        {
+            const double u =
+                double(wa) * uv[a].x() + double(wb) * uv[b].x() + double(wc) * uv[c].x();
+            const double v =
+                double(wa) * uv[a].y() + double(wb) * uv[b].y() + double(wc) * uv[c].y();
+            return shade(sampleColourMap(map, u, v, frame), light);
+        };
+        fillTriangle(target, projection, corners[a], corners[b], corners[c], color);
+    };
+    triangle(0, 1, 2);
+    if (faceCornerCount(corners) == 4) triangle(0, 2, 3);
+}
 } // namespace
+
+MeshFrame meshFrameOf(const std::string& path)
+{
+    const size_t n = path.size();
+    if (n < 4) return MeshFrame::editor;
+    std::string extension = path.substr(n - 4);
+    for (char& c : extension)
+        c = char(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    return extension == ".tiv" ? MeshFrame::sculpting : MeshFrame::editor;
+}
 
 int faceCornerCount(const int* corners)
 {
@@ -230,10 +284,13 @@ bool renderMesh(const QDTivMesh& mesh, const RenderOptions& options, RgbImage& i
         message = "no face has corners that are vertices with finite positions";
         return false;
     }
-    const ViewFrame frame = frameOf(options.view);
+    const ViewFrame frame = frameOf(options.view, options.frame);
     const Projection projection = project(mesh, faces, frame, size);
     const std::vector<uint32_t>* colors = options.faceColors;
     if (colors && colors->size() != size_t(mesh.getFaceCount())) colors = nullptr;
+
+    const RgbImage* map =
+        colors || mesh.m_cornerUVs.size() != 4 * mesh.getFaceCount() ? nullptr : options.texture;
 
     Target target{image, std::vector<float>(size_t(size) * size_t(size), -1.0f)};
     for (int f : faces)
@@ -241,11 +298,17 @@ bool renderMesh(const QDTivMesh& mesh, const RenderOptions& options, RgbImage& i
         const int* corners = &mesh.m_faceVertexIndices[4 * f];
         const int n = faceCornerCount(corners);
         const double light = faceLight(mesh, corners, n, frame);
+        if (map && f != options.markedFace)
+        {
+            drawTexturedFace(target, projection, mesh, f, *map, options.frame, light);
+            continue;
+        }
         const uint32_t rgb = f == options.markedFace
                                  ? shade(s_markedColor, 0.5 + 0.5 * light)
-                                 : shade(colors ? (*colors)[size_t(f)] : 0xC8C8C8, light);
-        fillTriangle(target, projection, corners[0], corners[1], corners[2], rgb);
-        if (n == 4) fillTriangle(target, projection, corners[0], corners[2], corners[3], rgb);
+                                 : shade(colors ? (*colors)[size_t(f)] : s_plainFaceColor, light);
+        auto flat = [rgb](float, float, float) { return rgb; };
+        fillTriangle(target, projection, corners[0], corners[1], corners[2], flat);
+        if (n == 4) fillTriangle(target, projection, corners[0], corners[2], corners[3], flat);
     }
     if (std::binary_search(faces.begin(), faces.end(), options.markedFace))
     {

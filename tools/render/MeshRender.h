@@ -21,19 +21,23 @@ enum class RenderView
     iso
 };
 
+// Which way a mesh's axes point on the screen. The editor shows x to the
+// right, y up and z towards the viewer, and its texture v = 0 is the image's
+// bottom row. The sculpting application shows x to the right, y down and z into
+// the screen, and its v = 0 is the top row: a send negates y and z and flips v
+// so that the model looks the same there. Pictures follow the frame, so a mesh
+// and its sent copy give the same picture in every view.
+enum class MeshFrame
+{
+    editor,   // OBJ files
+    sculpting // .tiv files
+};
+
+// The frame of a mesh file by its type: .tiv files are the sculpting application's.
+MeshFrame meshFrameOf(const std::string& path);
+
 // Largest picture side; larger requests are clamped to it.
 constexpr int s_maxRenderSize = 8192;
-
-struct RenderOptions
-{
-    int size = 512; // width and height in pixels
-    RenderView view = RenderView::front;
-    bool uvLayout = false; // the texture-coordinate layout instead of the shaded mesh
-    // Base colour of each face (0xRRGGBB), shaded like the default grey; null
-    // or of another length than the face count: every face grey.
-    const std::vector<uint32_t>* faceColors = nullptr;
-    int markedFace = -1; // a face drawn in a highlight colour, -1 for none
-};
 
 // RGB, 3 bytes a pixel, rows from top to bottom.
 struct RgbImage
@@ -45,6 +49,22 @@ struct RgbImage
     void fill(int width, int height, uint32_t rgb);
     void set(int x, int y, uint32_t rgb); // ignores points outside
     uint32_t get(int x, int y) const;     // 0 outside
+};
+
+struct RenderOptions
+{
+    int size = 512; // width and height in pixels
+    RenderView view = RenderView::front;
+    MeshFrame frame = MeshFrame::editor;
+    bool uvLayout = false; // the texture-coordinate layout instead of the shaded mesh
+    // The colour map (see ColourMap.h) that faces with corner texture
+    // coordinates are drawn with, shaded like the default grey, and that the
+    // layout is drawn over; null, or faceColors given: none.
+    const RgbImage* texture = nullptr;
+    // Base colour of each face (0xRRGGBB), shaded like the default grey; null
+    // or of another length than the face count: every face grey.
+    const std::vector<uint32_t>* faceColors = nullptr;
+    int markedFace = -1; // a face drawn in a highlight colour, -1 for none
 };
 
 // Draws the mesh into a new picture of options.size pixels. False, with a

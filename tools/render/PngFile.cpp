@@ -1,8 +1,10 @@
-// PNG files through libpng's simplified interface. A build without libpng (a
-// 32-bit build on a 64-bit machine that has only the 64-bit library) still
-// renders; only its pictures cannot be written or read.
+// PNG files through libpng's simplified interface, written whole or not at
+// all. A build without libpng (a 32-bit build on a 64-bit machine that has
+// only the 64-bit library) still renders; only its pictures cannot be written
+// or read.
 
 #include "MeshRender.h"
+#include "ReplaceFile.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -21,27 +23,17 @@ bool writePng(const std::string& path, const RgbImage& image, std::string& messa
         message = "the picture is empty";
         return false;
     }
-    FILE* file = fopen(path.c_str(), "wb");
-    if (!file)
-    {
-        message = strerror(errno);
-        return false;
-    }
     png_image png;
     memset(&png, 0, sizeof(png));
     png.version = PNG_IMAGE_VERSION;
     png.width = png_uint_32(image.width);
     png.height = png_uint_32(image.height);
     png.format = PNG_FORMAT_RGB;
-    errno = 0;
-    bool written = png_image_write_to_stdio(&png, file, 0, image.pixels.data(), 0, nullptr) != 0;
-    if (!written) message = png.message;
-    if (fclose(file) != 0 && written)
-    {
-        written = false;
-        message = strerror(errno);
-    }
-    if (!written) remove(path.c_str());
+    const bool written = replaceFile(
+        path, [&](FILE* file)
+        { return png_image_write_to_stdio(&png, file, 0, image.pixels.data(), 0, nullptr) != 0; });
+    if (!written)
+        message = png.message[0] ? png.message : errno != 0 ? strerror(errno) : "cannot be written";
     return written;
 }
 

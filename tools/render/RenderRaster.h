@@ -6,6 +6,13 @@
 
 // Colour of a marked face.
 constexpr uint32_t s_markedColor = 0xFF3A2A;
+// Base colour of a face without a colour of its own.
+constexpr uint32_t s_plainFaceColor = 0xC8C8C8;
+
+// The colour map's colour at (u, v), sampled bilinearly with both wrapping;
+// v = 0 is the bottom row of the image in the editor's frame, the top row in
+// the sculpting application's. Not finite: the plain face colour.
+uint32_t sampleColourMap(const RgbImage& map, double u, double v, MeshFrame frame);
 
 // A line between two points in pixel coordinates (pixel centres at +0.5),
 // clipped to the picture; non-finite ends draw nothing.

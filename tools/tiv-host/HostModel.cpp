@@ -1,5 +1,9 @@
 #include "HostModel.h"
 
+#include "HostTexture.h"
+#include "ReplaceFile.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdarg>
@@ -7,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <memory>
 
 namespace
 {
@@ -28,12 +31,6 @@ uint32_t gridUV(int ring, int segment)
 {
     return uint32_t(ring * (s_segments + 1) + segment);
 }
-
-struct FileCloser
-{
-    void operator()(FILE* f) const { fclose(f); }
-};
-typedef std::unique_ptr<FILE, FileCloser> File;
 
 std::string fileNameOf(const std::string& path)
 {
@@ -81,52 +78,18 @@ private:
     bool m_ok = true;
 };
 
-bool closeChecked(File& file)
+std::string trimmed(const char* text)
 {
-    FILE* f = file.release();
-    return fclose(f) == 0;
+    std::string out(text);
+    const char* blanks = " \t\r\n";
+    out.erase(0, std::min(out.size(), out.find_first_not_of(blanks)));
+    out.erase(out.find_last_not_of(blanks) + 1);
+    return out;
 }
 
 std::string systemError(const std::string& path)
 {
     return path + ": " + strerror(errno);
-}
-
-// A small checker image, 24-bit BMP, so that the texture is a real file.
-bool writeTexture(const std::string& path)
-{
-    const int size = 64;
-    const int rowBytes = size * 3;
-    const uint32_t pixelBytes = uint32_t(rowBytes * size);
-    unsigned char header[54] = {'B', 'M'};
-    auto put32 = [&header](int at, uint32_t v)
-    {
-        for (int i = 0; i < 4; ++i)
-            header[at + i] = (unsigned char)(v >> (8 * i));
-    };
-    put32(2, 54 + pixelBytes);
-    put32(10, 54);
-    put32(14, 40);
-    put32(18, size);
-    put32(22, size);
-    header[26] = 1;
-    header[28] = 24;
-    put32(34, pixelBytes);
-    std::string pixels(pixelBytes, '\0');
-    for (int y = 0; y < size; ++y)
-        for (int x = 0; x < size; ++x)
-        {
-            bool light = ((x / 8) + (y / 8)) % 2 == 0;
-            char* p = &pixels[size_t(y * rowBytes + x * 3)];
-            p[0] = char(light ? 0xE0 : 0x40);
-            p[1] = char(light ? 0xC0 : 0x60);
-            p[2] = char(light ? 0x90 : 0xA0);
-        }
-    File f(fopen(path.c_str(), "wb"));
-    if (!f) return false;
-    bool ok =
-        fwrite(header, 1, sizeof(header), f.get()) == sizeof(header) && writeAll(f.get(), pixels);
-    return closeChecked(f) && ok;
 }
 
 bool parseIndex(const char* text, size_t count, uint32_t& index)
@@ -188,6 +151,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
         return false;
     }
     model = HostModel();
+    std::string mtlName, material;
     bool missingUV = false;
     const uint32_t noUV = UINT32_MAX;
     std::string line;
@@ -221,6 +185,10 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
             }
             model.uvs.push_back(t);
         }
+        else if (strncmp(p, "mtllib", 6) == 0 && (p[6] == ' ' || p[6] == '\t') && mtlName.empty())
+            mtlName = trimmed(p + 6);
+        else if (strncmp(p, "usemtl", 6) == 0 && (p[6] == ' ' || p[6] == '\t') && material.empty())
+            material = trimmed(p + 6);
         else if (p[0] == 'f' && (p[1] == ' ' || p[1] == '\t'))
         {
             polygon.clear();
@@ -251,6 +219,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
         error = path + ": no face";
         return false;
     }
+    model.colourMap = findColourMap(path, mtlName, material);
     if (missingUV)
     {
         uint32_t origin = uint32_t(model.uvs.size());
@@ -273,52 +242,46 @@ bool exportModel(const HostModel& model, const std::string& objPath, HostExport&
     written.faceCount = model.triangles.size();
     const char* material = "layerMaterial";
 
-    File obj(fopen(objPath.c_str(), "w"));
-    if (!obj)
+    auto writeObj = [&](FILE* file)
+    {
+        size_t corners = model.triangles.size() * 3;
+        TextOut out(file);
+        out.line("#Vertex Count %zu\n", corners);
+        out.line("#UV Vertex Count %zu\n", corners);
+        out.line("#Face Count %zu\n", model.triangles.size());
+        out.line("mtllib %s\n", fileNameOf(written.mtlPath).c_str());
+        out.line("usemtl %s\n", material);
+        for (const auto& triangle : model.triangles)
+            for (const HostCorner& c : triangle)
+            {
+                const auto& p = model.positions[c.position];
+                out.line("v %.6f %.6f %.6f\n", p[0], p[1], p[2]);
+            }
+        for (const auto& triangle : model.triangles)
+            for (const HostCorner& c : triangle)
+            {
+                const auto& t = model.uvs[c.uv];
+                out.line("vt %.6f %.6f\n", t[0], t[1]);
+            }
+        for (size_t i = 0; i < model.triangles.size(); ++i)
+            out.line("f %zu/%zu %zu/%zu %zu/%zu\n", 3 * i + 1, 3 * i + 1, 3 * i + 2, 3 * i + 2,
+                     3 * i + 3, 3 * i + 3);
+        return out.flush();
+    };
+    if (!replaceFile(objPath, writeObj))
     {
         error = systemError(objPath);
         return false;
     }
-    size_t corners = model.triangles.size() * 3;
-    TextOut out(obj.get());
-    out.line("#Vertex Count %zu\n", corners);
-    out.line("#UV Vertex Count %zu\n", corners);
-    out.line("#Face Count %zu\n", model.triangles.size());
-    out.line("mtllib %s\n", fileNameOf(written.mtlPath).c_str());
-    out.line("usemtl %s\n", material);
-    for (const auto& triangle : model.triangles)
-        for (const HostCorner& c : triangle)
-        {
-            const auto& p = model.positions[c.position];
-            out.line("v %.6f %.6f %.6f\n", p[0], p[1], p[2]);
-        }
-    for (const auto& triangle : model.triangles)
-        for (const HostCorner& c : triangle)
-        {
-            const auto& t = model.uvs[c.uv];
-            out.line("vt %.6f %.6f\n", t[0], t[1]);
-        }
-    for (size_t i = 0; i < model.triangles.size(); ++i)
-        out.line("f %zu/%zu %zu/%zu %zu/%zu\n", 3 * i + 1, 3 * i + 1, 3 * i + 2, 3 * i + 2,
-                 3 * i + 3, 3 * i + 3);
-    bool ok = out.flush();
-    if (!closeChecked(obj) || !ok)
-    {
-        error = systemError(objPath);
-        return false;
-    }
-
-    File mtl(fopen(written.mtlPath.c_str(), "w"));
-    bool mtlOk = mtl && writeAll(mtl.get(), std::string("newmtl ") + material +
-                                                "\nKa 0.000000 0.000000 0.000000\n"
-                                                "Kd 1.000000 1.000000 1.000000\nmap_Kd " +
-                                                fileNameOf(written.texturePath) + "\n");
-    if (!mtl || !closeChecked(mtl) || !mtlOk)
+    if (!replaceFileWith(written.mtlPath, std::string("newmtl ") + material +
+                                              "\nKa 0.000000 0.000000 0.000000\n"
+                                              "Kd 1.000000 1.000000 1.000000\nmap_Kd " +
+                                              fileNameOf(written.texturePath) + "\n"))
     {
         error = systemError(written.mtlPath);
         return false;
     }
-    if (!writeTexture(written.texturePath))
+    if (!writeHostTexture(model, written.texturePath, written.textureSource))
     {
         error = systemError(written.texturePath);
         return false;

@@ -1,6 +1,7 @@
 #include "CompareCommand.h"
 
 #include "MeshCompare.h"
+#include "MeshRender.h"
 #include "QDString.h"
 #include "QDTivMesh.h"
 #include "ToolMessages.h"
@@ -100,6 +101,7 @@ int compareCommand(const std::vector<std::string>& arguments, OperandReader read
     }
     const QDTivMesh& a = meshes[0];
     QDTivMesh& b = meshes[1];
+    beginStep("compare", options.files[1]);
     MeshComparison comparison = compareMeshes(a, b, options.tolerance);
     const std::string report = options.json
                                    ? comparisonJson(comparison, options.files[0], options.files[1])
@@ -110,7 +112,9 @@ int compareCommand(const std::vector<std::string>& arguments, OperandReader read
     if (!options.picture.empty())
     {
         std::string message;
-        if (!writeComparisonPicture(options.picture, a, b, comparison, message))
+        // A flipped OBJ is in the sculpting application's frame, as a .tiv is.
+        const MeshFrame frame = options.flip ? MeshFrame::sculpting : meshFrameOf(options.files[1]);
+        if (!writeComparisonPicture(options.picture, a, b, frame, comparison, message))
             return fileError(options.picture, message);
     }
     return comparison.same() ? s_same : s_different;

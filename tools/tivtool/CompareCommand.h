@@ -16,8 +16,11 @@ typedef std::string (*OperandReader)(const std::string& path, QDTivMesh& mesh, b
 // tolerance, 1 different, 2 a usage error or a file that cannot be read or written.
 int compareCommand(const std::vector<std::string>& arguments, OperandReader read);
 
-// Writes B's picture: faces coloured by how far their vertices moved, or B
-// plain with the first differing face marked. False with a message on failure.
+// Writes B's picture, drawn in its frame: faces coloured by how far their
+// vertices moved, or B plain with the first differing face marked. False with
+// a message on failure.
 struct MeshComparison;
+enum class MeshFrame;
 bool writeComparisonPicture(const std::string& path, const QDTivMesh& a, const QDTivMesh& b,
-                            const MeshComparison& comparison, std::string& message);
+                            MeshFrame frame, const MeshComparison& comparison,
+                            std::string& message);

@@ -3,6 +3,7 @@
 #include "MeshCompare.h"
 #include "MeshRender.h"
 #include "QDTivMesh.h"
+#include "ToolMessages.h"
 
 #include <algorithm>
 #include <cmath>
@@ -56,9 +57,11 @@ void drawScaleBar(RgbImage& image, double largest)
 } // namespace
 
 bool writeComparisonPicture(const std::string& path, const QDTivMesh& a, const QDTivMesh& b,
-                            const MeshComparison& comparison, std::string& message)
+                            MeshFrame frame, const MeshComparison& comparison, std::string& message)
 {
+    beginStep("draw", path);
     RenderOptions options;
+    options.frame = frame;
     std::vector<uint32_t> colors;
     const double largest = comparison.positions.largest;
     if (comparison.sameTopology)
@@ -82,5 +85,6 @@ bool writeComparisonPicture(const std::string& path, const QDTivMesh& a, const Q
     else if (options.markedFace >= 0)
         drawLabel(image, renderMargin(image.width), 3,
                   "face " + std::to_string(options.markedFace) + " differs", s_labelColor);
+    beginStep("write", path);
     return writePng(path, image, message);
 }

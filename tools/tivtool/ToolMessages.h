@@ -1,7 +1,7 @@
 #pragma once
 
-// tivtool's two kinds of complaint, shared by its commands; each returns the
-// exit status its command gives for it.
+// tivtool's kinds of complaint, shared by its commands; each returns the exit
+// status its command gives for it.
 
 #include <cstdio>
 #include <string>
@@ -15,5 +15,32 @@ inline int reportUsageError(const std::string& message, int status)
 inline int reportFileError(const std::string& path, const std::string& reason, int status)
 {
     fprintf(stderr, "tivtool: %s: %s\n", path.c_str(), reason.c_str());
+    return status;
+}
+
+// What tivtool is doing, and to which file, so that memory running out can be
+// said as the step it stopped: "read", "write" or "draw".
+struct ToolStep
+{
+    const char* verb = "read";
+    std::string path;
+};
+
+inline ToolStep& currentStep()
+{
+    static ToolStep step;
+    return step;
+}
+
+inline void beginStep(const char* verb, const std::string& path)
+{
+    currentStep().verb = verb;
+    currentStep().path = path;
+}
+
+inline int reportOutOfMemory(int status)
+{
+    const ToolStep& step = currentStep();
+    fprintf(stderr, "tivtool: %s: not enough memory to %s it\n", step.path.c_str(), step.verb);
     return status;
 }

@@ -1,17 +1,19 @@
 // tivtool: what a mesh file holds, and conversion between OBJ and Tiv mesh
 // files with the same reader, writers, welding and axis conversion as a send.
 
+#include "ColourMap.h"
 #include "CompareCommand.h"
 #include "MeshRender.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
-#include "ToolMessages.h"
 #include "TivPSServer.h"
+#include "ToolMessages.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -21,7 +23,7 @@ const char* const s_usage =
     "usage: tivtool info FILE\n"
     "       tivtool convert IN OUT [--weld] [--flip]\n"
     "       tivtool compare A B [--weld] [--flip] [--tolerance T] [--picture OUT.png] [--json]\n"
-    "       tivtool render IN OUT.png [--size N] [--view VIEW] [--uv]\n"
+    "       tivtool render IN OUT.png [--size N] [--view VIEW] [--uv] [--no-texture]\n"
     "       tivtool --help\n"
     "\n"
     "FILE, IN and OUT are .obj or .tiv files (by extension).\n"
@@ -36,13 +38,17 @@ const char* const s_usage =
     "  --flip    negates y and z and flips texture v, as a send to the\n"
     "            sculpting application does (compare: OBJ files only)\n"
     "  render    draws IN into the PNG picture OUT.png: orthographic, fitted\n"
-    "            to the mesh, N pixels square (default 512, at most 8192)\n"
+    "            to the mesh, N pixels square (default 512, at most 8192), with\n"
+    "            its colour map; an OBJ as the editor shows it (y up), a .tiv\n"
+    "            as the sculpting application does (y down, z into the screen)\n"
     "  --view    front (default), back, left, right, top, bottom or iso\n"
     "  --uv      draws the texture-coordinate layout in the unit square instead\n"
+    "  --no-texture  draws the faces plain, without the colour map\n"
     "  --picture B coloured by how far its faces moved\n"
     "  --json    the comparison as one JSON object\n"
-    "exit status: 0 done, 1 a file could not be read or written, 2 usage error;\n"
-    "compare: 0 same, 1 different, 2 usage error or a file that cannot be read\n";
+    "exit status: 0 done, 1 a file could not be read or written (or not enough\n"
+    "memory for it), 2 usage error; compare: 0 same, 1 different, 2 usage error\n"
+    "or a file that cannot be read or written\n";
 
 enum Status
 {
@@ -90,6 +96,7 @@ QDString systemPath(const std::string& path)
 // empty string.
 std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld = false)
 {
+    beginStep("read", path);
     FILE* probe = fopen(path.c_str(), "rb");
     if (!probe) return strerror(errno);
     fclose(probe);
@@ -106,6 +113,7 @@ std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld = false
 
 std::string writeMesh(const std::string& path, const QDTivMesh& mesh)
 {
+    beginStep("write", path);
     bool written = kindOf(path) == s_objKind
                        ? mesh.saveToObjFile(systemPath(path), true, false, true, false, false)
                        : mesh.saveToTivFile(systemPath(path), true);
@@ -178,17 +186,37 @@ int convert(const std::string& in, const std::string& out, bool weld, bool flip)
     return s_done;
 }
 
-// tivtool render IN OUT.png [--size N] [--view VIEW] [--uv]; `args` follow "render".
+// The mesh's colour map into `map` for its picture, unless told not to; one
+// line when it cannot be read, and the picture is then plain.
+void loadColourMap(const std::string& meshPath, const QDTivMesh& mesh, bool wanted, RgbImage& map,
+                   RenderOptions& options)
+{
+    if (!wanted) return;
+    beginStep("read", colourMapPath(meshPath, mesh.m_textureFileName.empty()
+                                                  ? std::string()
+                                                  : mesh.m_textureFileName.c_str()));
+    std::string message;
+    ColourMapLoad load = loadMeshColourMap(mesh, meshPath, map, message);
+    if (load == ColourMapLoad::loaded) options.texture = &map;
+    if (load == ColourMapLoad::failed)
+        fprintf(stderr, "tivtool: %s: %s\n", meshPath.c_str(), message.c_str());
+}
+
+// tivtool render IN OUT.png [--size N] [--view VIEW] [--uv] [--no-texture]; `args`
+// follow "render".
 int render(const std::vector<std::string>& args)
 {
     RenderOptions options;
     std::vector<std::string> files;
+    bool texture = true;
     for (size_t i = 0; i < args.size(); ++i)
     {
         const bool valued = args[i] == "--size" || args[i] == "--view";
         if (valued && i + 1 == args.size()) return usageError(args[i] + " needs a value");
         if (args[i] == "--uv")
             options.uvLayout = true;
+        else if (args[i] == "--no-texture")
+            texture = false;
         else if (args[i] == "--view" && !parseRenderView(args[++i], options.view))
             return usageError("unknown view " + args[i]);
         else if (args[i] == "--size")
@@ -213,16 +241,20 @@ int render(const std::vector<std::string>& args)
     QDTivMesh mesh;
     std::string failure = readMesh(files[0], mesh);
     if (!failure.empty()) return fileError(files[0], failure);
-    RgbImage image;
+    options.frame = meshFrameOf(files[0]);
+    RgbImage map, image;
+    loadColourMap(files[0], mesh, texture, map, options);
+    beginStep("draw", files[0]);
     // Nothing to draw is said, and still gives a (plain) picture.
     if (!renderMesh(mesh, options, image, failure))
         fprintf(stderr, "tivtool: %s: nothing to draw: %s\n", files[0].c_str(), failure.c_str());
+    beginStep("write", files[1]);
     if (!writePng(files[1], image, failure)) return fileError(files[1], failure);
     return s_done;
 }
 } // namespace
 
-int main(int argc, char** argv)
+static int runCommand(int argc, char** argv)
 {
     if (argc > 1 && strcmp(argv[1], "render") == 0)
         return render(std::vector<std::string>(argv + 2, argv + argc));
@@ -267,4 +299,19 @@ int main(int argc, char** argv)
         return convert(words[1], words[2], weld, flip);
     }
     return usageError("unknown command " + command);
+}
+
+// Memory that runs out stops the command with what it could not do and for
+// which file; the file being written is left as it was.
+int main(int argc, char** argv)
+{
+    try
+    {
+        return runCommand(argc, argv);
+    }
+    catch (const std::bad_alloc&)
+    {
+        const bool compare = argc > 1 && strcmp(argv[1], "compare") == 0;
+        return reportOutOfMemory(compare ? 2 : s_fileError);
+    }
 }
