@@ -1,11 +1,14 @@
 #include "SandboxLayout.h"
 
+#include "ReplaceFile.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -22,16 +25,15 @@ std::string readFile(const std::string& path)
 bool writeWhole(const std::string& path, const std::string& bytes, fs::perms perms,
                 std::string& error)
 {
-    std::string partial = path + ".partial";
-    FILE* f = fopen(partial.c_str(), "wb");
-    bool ok = f != nullptr && fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-    if (f != nullptr && fclose(f) != 0) ok = false;
-    std::error_code ec;
-    if (ok) fs::permissions(partial, perms, ec);
-    if (ok && !ec && rename(partial.c_str(), path.c_str()) == 0) return true;
-    error = "cannot write " + path + ": " + (ec ? ec.message() : strerror(errno));
-    fs::remove(partial, ec);
-    return false;
+    const bool ok = replaceFile(path,
+                                [&](FILE* file)
+                                {
+                                    return fchmod(fileno(file), mode_t(perms)) == 0 &&
+                                           fwrite(bytes.data(), 1, bytes.size(), file) ==
+                                               bytes.size();
+                                });
+    if (!ok) error = "cannot write " + path + ": " + strerror(errno);
+    return ok;
 }
 
 // A text file of the layout, written only when it is missing.

@@ -28,17 +28,24 @@ FILE* streamOf(int fd)
     return nullptr;
 }
 
-// A name of our own beside the target: the process id keeps two writers
-// apart, and a name left over from a crashed run of the same id (or planted
-// there) is removed rather than written through.
+// The target's name cut so that the temporary name still fits the longest
+// name a folder takes.
+const int s_longestKeptName = 200;
+
+// A name of our own beside the target: the process id and a serial number
+// keep writers apart, and a name left over from a crashed run of the same id
+// (or planted there) is removed rather than written through.
 int createTemporary(const QDString& target, QDString& temporary)
 {
     static unsigned int s_serial = 0;
+    QDString kept(target);
+    int leaf = kept.findLastCharOf("/") + 1;
+    if (kept.length() - leaf > s_longestKeptName) kept.cutFrom(leaf + s_longestKeptName);
     char suffix[48];
     for (int attempt = 0; attempt < 2; ++attempt)
     {
         snprintf(suffix, sizeof(suffix), ".part%ld.%u", long(getpid()), s_serial++);
-        temporary = target + suffix;
+        temporary = kept + suffix;
         int flags = O_WRONLY | O_CREAT | O_EXCL;
 #ifdef O_CLOEXEC
         flags |= O_CLOEXEC; // launched applications must not inherit it
