@@ -12,15 +12,6 @@ namespace
 {
 typedef QDDiskServer DS;
 
-std::vector<std::string> folderNames(const std::string& folder)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 // A mesh whose files run to a few kilobytes: a grid of quads with texture
 // coordinates, groups and a texture name.
 QDTivMesh gridMesh()
@@ -57,7 +48,7 @@ TEST(QDReplacingFile, TargetChangesOnlyAtCommit)
         DS::fileWrite(file.handle(), "half", 4);
         EXPECT_EQ(readBytes(target), "earlier\n"); // readers see the old file meanwhile
     } // given up: a throw or an early return
-    EXPECT_EQ(folderNames(dir), std::vector<std::string>{"list.txt"});
+    EXPECT_EQ(folderEntries(dir), std::vector<std::string>{"list.txt"});
     EXPECT_EQ(readBytes(target), "earlier\n");
 
     QDReplacingFile file;
@@ -78,7 +69,7 @@ TEST(QDReplacingFile, TargetChangesOnlyAtCommit)
     EXPECT_TRUE(DS::writeFileFromString((dir + "/link.txt").c_str(), "through"));
     EXPECT_TRUE(std::filesystem::is_symlink(dir + "/link.txt"));
     EXPECT_EQ(readBytes(target), "through");
-    EXPECT_EQ(folderNames(dir), (std::vector<std::string>{"folder", "link.txt", "list.txt"}));
+    EXPECT_EQ(folderEntries(dir), (std::vector<std::string>{"folder", "link.txt", "list.txt"}));
 }
 
 // Each writer, cut anywhere, reports the failure and leaves the earlier
@@ -125,7 +116,7 @@ TEST(QDReplacingFile, WritersCutAtAnyByteKeepTheEarlierFile)
             ASSERT_EQ(readBytes(writer.path), writer.earlier) << writer.path << " cut at " << limit;
             ASSERT_LT(limit, 100000u) << writer.path;
         }
-        for (const std::string& name : folderNames(dir))
+        for (const std::string& name : folderEntries(dir))
             EXPECT_EQ(name.find(".part"), std::string::npos) << name << " left by " << writer.path;
     }
     EXPECT_EQ(readBytes(tiv), wholeTiv);

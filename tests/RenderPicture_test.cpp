@@ -12,15 +12,6 @@
 
 namespace
 {
-CommandRun tivtool(const std::string& arguments)
-{
-#ifdef TIV_TIVTOOL_EXE
-    return runCommand("'" TIV_TIVTOOL_EXE "' " + arguments);
-#else
-    return runCommand("'tivtool was not built' " + arguments);
-#endif
-}
-
 // The colour map in the format its name says; BMP as the editor writes it.
 void writeColourMap(const std::string& path, const RgbImage& map)
 {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -109,6 +110,26 @@ inline CommandRun runCommand(const std::string& command)
     int raw = std::system((command + " > '" + dir + "/out' 2> '" + dir + "/err'").c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readBytes(dir + "/out"),
             readBytes(dir + "/err")};
+}
+
+// The tool under test, run by the shell as runCommand() runs any command.
+inline CommandRun tivtool(const std::string& arguments)
+{
+#ifdef TIV_TIVTOOL_EXE
+    return runCommand("'" TIV_TIVTOOL_EXE "' " + arguments);
+#else
+    return runCommand("'tivtool was not built' " + arguments);
+#endif
+}
+
+// The names in a folder, sorted.
+inline std::vector<std::string> folderEntries(const std::string& dir)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 // Every write that would take a file past `bytes` fails (EFBIG) while it

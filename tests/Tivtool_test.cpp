@@ -8,15 +8,6 @@
 
 namespace
 {
-CommandRun tivtool(const std::string& arguments)
-{
-#ifdef TIV_TIVTOOL_EXE
-    return runCommand("'" TIV_TIVTOOL_EXE "' " + arguments);
-#else
-    return runCommand("'tivtool was not built' " + arguments);
-#endif
-}
-
 // Every failure is told in one line naming what went wrong.
 bool oneLine(const std::string& text, const std::string& part = "")
 {

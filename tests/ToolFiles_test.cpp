@@ -8,18 +8,6 @@
 #include <cerrno>
 #include <stdexcept>
 
-namespace
-{
-std::vector<std::string> folderEntries(const std::string& dir)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(dir))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-} // namespace
-
 TEST(ToolFiles, ReplacedWholeOrNotAtAll)
 {
     const std::string dir = testFolder(), path = dir + "/file.txt";
