@@ -134,8 +134,7 @@ int main(int argc, char** argv)
     document.model = std::move(model);
     HostSession host(document);
     PIActionParameters parameters = {plugInDialogDisplay, 0, nullptr};
-    PSActionsPlugInMessage message = {{kSPCheck, nullptr, nullptr, host.basicSuite()},
-                                      &parameters};
+    PSActionsPlugInMessage message = {{kSPCheck, nullptr, nullptr, host.basicSuite()}, &parameters};
     base = startPeak();
     SPErr result = AutoPluginMain("PS Photoshop", "Do It", &message);
     long long sendPeak = s_peak - base;

@@ -28,7 +28,8 @@ QDTivMesh gridMesh()
             int v = 8 * y + x;
             corners.insert(corners.end(), {v, v + 1, v + 9, v + 8});
             for (int k = 0; k < 4; ++k)
-                uvs.push_back(QDVector2f(float(x + (k == 1 || k == 2)) / 7, float(y + (k > 1)) / 7));
+                uvs.push_back(
+                    QDVector2f(float(x + (k == 1 || k == 2)) / 7, float(y + (k > 1)) / 7));
         }
     QDTivMesh mesh = makeMesh(positions, corners, uvs);
     mesh.m_faceGroups = QDArray<unsigned short>(49, 0);
@@ -43,11 +44,12 @@ TEST(QDReplacingFile, TargetChangesOnlyAtCommit)
     const std::string dir = testFolder(), target = dir + "/list.txt";
     writeBytes(target, "earlier\n");
     {
+        // Given up half-way, as by a throw or an early return.
         QDReplacingFile file;
         ASSERT_TRUE(file.open(target.c_str()));
         DS::fileWrite(file.handle(), "half", 4);
         EXPECT_EQ(readBytes(target), "earlier\n"); // readers see the old file meanwhile
-    } // given up: a throw or an early return
+    }
     EXPECT_EQ(folderEntries(dir), std::vector<std::string>{"list.txt"});
     EXPECT_EQ(readBytes(target), "earlier\n");
 
@@ -82,7 +84,8 @@ TEST(QDReplacingFile, WritersCutAtAnyByteKeepTheEarlierFile)
     const std::string text = dir + "/list.txt", config = dir + "/config.txt", copy = dir + "/copy";
     ASSERT_TRUE(mesh.saveToTivFile(tiv.c_str(), true));
     ASSERT_TRUE(mesh.saveToObjFile(obj.c_str(), true, false, true, false, false));
-    const std::string wholeTiv = readBytes(tiv), wholeObj = readBytes(obj), wholeMtl = readBytes(mtl);
+    const std::string wholeTiv = readBytes(tiv), wholeObj = readBytes(obj),
+                      wholeMtl = readBytes(mtl);
     const std::string wholeText(300, 'p');
 
     struct Writer
@@ -96,8 +99,11 @@ TEST(QDReplacingFile, WritersCutAtAnyByteKeepTheEarlierFile)
          [&] { return mesh.saveToObjFile(obj.c_str(), true, false, true, false, false); }},
         {text, "earlier", [&] { return DS::writeFileFromString(text.c_str(), wholeText.c_str()); }},
         {config, "PATH = /a\nOTHER = 1\n",
-         [&] { return QDGenericConfigFileParser::replaceTokenInConfigFile(config.c_str(), "PATH",
-                                                                          "/b", nullptr); }},
+         [&]
+         {
+             return QDGenericConfigFileParser::replaceTokenInConfigFile(config.c_str(), "PATH",
+                                                                        "/b", nullptr);
+         }},
         {copy, "earlier", [&] { return DS::copyFile(tiv.c_str(), copy.c_str()); }},
     };
     for (const Writer& writer : writers)

@@ -62,6 +62,7 @@ void removeFilesEndingWith(const QDString& folder, const char* ending)
         if (lstat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode)) unlink(path.c_str());
     }
 }
+
 // Puts the host's working folder back however the tidying ends: a throw
 // half-way must not leave the host working in our project folder.
 class WorkingFolderRestorer

@@ -4,9 +4,9 @@
 
 #include "HostSessionImpl.h"
 
-#include <memory>
 #include <chrono>
 #include <cstdio>
+#include <memory>
 #include <new>
 
 namespace

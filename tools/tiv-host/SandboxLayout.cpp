@@ -25,13 +25,13 @@ std::string readFile(const std::string& path)
 bool writeWhole(const std::string& path, const std::string& bytes, fs::perms perms,
                 std::string& error)
 {
-    const bool ok = replaceFile(path,
-                                [&](FILE* file)
-                                {
-                                    return fchmod(fileno(file), mode_t(perms)) == 0 &&
-                                           fwrite(bytes.data(), 1, bytes.size(), file) ==
-                                               bytes.size();
-                                });
+    const bool ok =
+        replaceFile(path,
+                    [&](FILE* file)
+                    {
+                        return fchmod(fileno(file), mode_t(perms)) == 0 &&
+                               fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+                    });
     if (!ok) error = "cannot write " + path + ": " + strerror(errno);
     return ok;
 }

@@ -1,8 +1,8 @@
 #include "QDTivMesh.h"
 
 #include "QDBinaryFile.h"
-#include "QDReplacingFile.h"
 #include "QDDiskServer.h"
+#include "QDReplacingFile.h"
 
 #include <charconv>
 #include <cstdint>

@@ -263,10 +263,10 @@ bool QDDiskServer::readFileAsStringLines(const QDString& path, QDArray<QDString>
     QDArray<QDString> collected;
     if (done && breaks < INT_MAX) collected.reserve(int(breaks + 1));
     LineCollector collector(collected, fileSize(file.get()));
-    done = done &&
-           readBytesRepeatingTheLast(file.get(),
-                                     [&collector](char c) { return collector.add(c); }) &&
-           collector.finish();
+    done =
+        done &&
+        readBytesRepeatingTheLast(file.get(), [&collector](char c) { return collector.add(c); }) &&
+        collector.finish();
     if (done) lines.swap(collected);
     return done;
 }
