@@ -99,7 +99,11 @@ TEST(QDTivFile, BlockHeaderOrderPaddingAndSkips)
     QDTivFile file(path.c_str(), "wb");
     EXPECT_TRUE(file.writeTivBlock(7, 2.0f, 1, 2, "\1\2"));
     EXPECT_FALSE(file.writeTivBlock(7, 0.0f, 1, 0xFFFFFFF0u, "")); // size cannot say it
-    EXPECT_TRUE(file.writeEndTivBlock() && file.close());
+    EXPECT_FALSE(file.writeEndTivBlock() && file.close()); // a refused block fails the file
+    EXPECT_FALSE(std::filesystem::exists(path));
+    ASSERT_TRUE(file.open(path.c_str(), "wb"));
+    EXPECT_TRUE(file.writeTivBlock(7, 2.0f, 1, 2, "\1\2") && file.writeEndTivBlock());
+    EXPECT_TRUE(file.close());
     EXPECT_EQ(readBytes(path), block(7, 20, 1, "\1\2", 2.0f) + zeros(2) + zeros(16));
 
     Tiv_Header header;

@@ -4,6 +4,7 @@
 #include "QDDiskServer.h"
 #include "QDGenericConfigFileParser.h"
 #include "QDReplacingFile.h"
+#include "QDTivFile.h"
 #include "TestSupport.h"
 
 #include <functional>
@@ -41,23 +42,132 @@ QDTivMesh gridMesh()
 
 // (Failed and thrown writes, folders and missing folders: ToolFiles, through
 // the tools' wrapper.)
-TEST(QDReplacingFile, TargetChangesAtCommitAndLinksAreWrittenThrough)
+TEST(QDReplacingFile, TargetChangesAtCommitKeepingItsModeOwnerAndLinks)
 {
     const std::string dir = testFolder(), target = dir + "/list.txt";
     writeBytes(target, "earlier\n");
+    chmod(target.c_str(), 0640);
+    if (geteuid() == 0) ownAs(target, true, 0640); // the owner kept only where root may give it
+    struct stat before, after;
+    stat(target.c_str(), &before);
     QDReplacingFile file;
     ASSERT_TRUE(file.open(target.c_str()));
     DS::fileWrite(file.handle(), "new\n", 4);
     EXPECT_EQ(readBytes(target), "earlier\n"); // readers see the old file meanwhile
+    EXPECT_TRUE(file.isReplacing());
     EXPECT_TRUE(file.commit());
     EXPECT_EQ(readBytes(target), "new\n");
     EXPECT_FALSE(file.commit()); // nothing open any more
+    stat(target.c_str(), &after);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_TRUE(after.st_uid == before.st_uid && after.st_gid == before.st_gid);
 
+    // A symbolic link and a second name are written through, not replaced.
     std::filesystem::create_symlink(target, dir + "/link.txt");
+    std::filesystem::create_hard_link(target, dir + "/second.txt");
     EXPECT_TRUE(DS::writeFileFromString((dir + "/link.txt").c_str(), "through"));
     EXPECT_TRUE(std::filesystem::is_symlink(dir + "/link.txt"));
-    EXPECT_EQ(readBytes(target), "through");
-    EXPECT_EQ(folderEntries(dir), (std::vector<std::string>{"link.txt", "list.txt"}));
+    EXPECT_EQ(readBytes(dir + "/second.txt"), "through");
+    EXPECT_TRUE(DS::writeFileFromString((dir + "/second.txt").c_str(), "both"));
+    EXPECT_EQ(readBytes(target), "both");
+    EXPECT_EQ(folderEntries(dir), (std::vector<std::string>{"link.txt", "list.txt", "second.txt"}));
+}
+
+// A binary file let go without close() is in place, as if closed; one that a
+// throw let go, or whose write failed or was refused, leaves the earlier file.
+TEST(QDReplacingFile, BinaryFileLetGoIsInPlaceUnlessItFailed)
+{
+    const std::string dir = testFolder(), path = dir + "/mesh.tiv";
+    {
+        QDTivFile file(path.c_str(), "wb");
+        EXPECT_TRUE(file.writeTivFileHeader() && file.writeEndTivBlock());
+    }
+    EXPECT_EQ(readBytes(path), "Tivb" + zeros(44));
+
+    writeBytes(path, "earlier");
+    EXPECT_THROW(
+        {
+            QDTivFile file(path.c_str(), "wb");
+            file.writeTivFileHeader();
+            throw std::bad_alloc();
+        },
+        std::bad_alloc);
+    EXPECT_EQ(readBytes(path), "earlier");
+    {
+        FileSizeLimit cut(100);
+        QDBinaryFile file(path.c_str(), "wb");
+        EXPECT_FALSE(file.write(QDArray<unsigned char>(1 << 16, 1)));
+        EXPECT_TRUE(file.write(1)); // a later write that fits does not undo the failure
+    }
+    EXPECT_EQ(readBytes(path), "earlier");
+    {
+        QDTivFile file(path.c_str(), "wb");
+        EXPECT_FALSE(file.writeTivBlock(7, 0.0f, 1, 0xFFFFFFF0u, ""));
+    }
+    EXPECT_EQ(readBytes(path), "earlier");
+    EXPECT_EQ(folderEntries(dir), std::vector<std::string>{"mesh.tiv"});
+}
+
+// Another user's files and folders, as nobody: a file the writer may not
+// write is refused and stays; one it may write is written, in place where
+// no file can be made beside it or renaming would change its owner.
+TEST(QDReplacingFile, PermissionsOfTheTargetDecideAsForFopen)
+{
+    const std::string dir = testFolder();
+    const std::string open = dir + "/open", closed = dir + "/closed", sticky = dir + "/sticky";
+    writeBytes(open + "/read-only.txt", "earlier");
+    writeBytes(open + "/Tiv_Config.txt", "PATH = /a\n");
+    writeBytes(closed + "/shared.txt", "earlier");
+    writeBytes(closed + "/shared.tiv", "earlier");
+    writeBytes(sticky + "/shared.txt", "earlier");
+    if (geteuid() == 0)
+    {
+        ownAs(open + "/read-only.txt", true, 0444);
+        ownAs(open + "/Tiv_Config.txt", true, 0444);
+        ownAs(open, false, 0777);
+        for (const std::string& file : {closed + "/shared.txt", closed + "/shared.tiv",
+                                        sticky + "/shared.txt"})
+            ownAs(file, false, 0666);
+        ownAs(closed, false, 0755);
+        ownAs(sticky, false, 01777);
+    }
+    const QDTivMesh mesh = gridMesh();
+    std::string skipped;
+    const std::string said = runAsNobody(
+        dir,
+        [&]
+        {
+            QDBinaryFile binary;
+            std::string results;
+            for (bool done :
+                 {DS::writeFileFromString((open + "/read-only.txt").c_str(), "new"),
+                  binary.open((open + "/read-only.txt").c_str(), "wb"),
+                  QDGenericConfigFileParser::replaceTokenInConfigFile(
+                      (open + "/Tiv_Config.txt").c_str(), "PATH", "/b", nullptr),
+                  DS::writeFileFromString((closed + "/shared.txt").c_str(), "new"),
+                  mesh.saveToTivFile((closed + "/shared.tiv").c_str(), true),
+                  DS::writeFileFromString((sticky + "/shared.txt").c_str(), "new"),
+                  DS::writeFileFromString((sticky + "/mine.txt").c_str(), "mine")})
+                results += done ? '1' : '0';
+            return results;
+        },
+        skipped);
+    if (!skipped.empty()) GTEST_SKIP() << skipped;
+    EXPECT_EQ(said, "0001111");
+    EXPECT_EQ(readBytes(open + "/read-only.txt"), "earlier");
+    EXPECT_EQ(readBytes(open + "/Tiv_Config.txt"), "PATH = /a\n");
+    EXPECT_EQ(std::filesystem::status(open + "/read-only.txt").permissions(),
+              std::filesystem::perms(0444));
+    EXPECT_EQ(readBytes(closed + "/shared.txt"), "new");
+    mesh.saveToTivFile((dir + "/whole.tiv").c_str(), true);
+    EXPECT_EQ(readBytes(closed + "/shared.tiv"), readBytes(dir + "/whole.tiv"));
+    EXPECT_EQ(readBytes(sticky + "/shared.txt"), "new");
+    EXPECT_EQ(readBytes(sticky + "/mine.txt"), "mine");
+    struct stat info;
+    stat((sticky + "/shared.txt").c_str(), &info);
+    EXPECT_TRUE(info.st_uid == 0 && (info.st_mode & 07777) == 0666);
+    for (const std::string& folder : {open, closed, sticky})
+        EXPECT_EQ(folderEntries(folder).size(), 2u) << folder;
 }
 
 // Each writer, cut anywhere, reports the failure and leaves the earlier

@@ -10,10 +10,14 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <grp.h>
 #include <iterator>
+#include <pwd.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 // A fresh, empty folder for the running test, inside the build tree.
@@ -158,3 +162,57 @@ private:
     rlimit m_saved;
     void (*m_handler)(int);
 };
+
+// Runs `body` in a forked child as the user nobody, for what another user's
+// files and folders let a writer do. Returns what `body` said; `skipped` tells
+// why it could not run (not root, no such user, `folder` out of its reach).
+inline std::string runAsNobody(const std::string& folder, const std::function<std::string()>& body,
+                               std::string& skipped)
+{
+    const passwd* nobody = getpwnam("nobody");
+    if (geteuid() != 0 || !nobody)
+    {
+        skipped = geteuid() != 0 ? "only root can run a test as another user" : "no user nobody";
+        return std::string();
+    }
+    int channel[2];
+    if (pipe(channel) != 0) return skipped = "no pipe", std::string();
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0)
+    {
+        close(channel[0]);
+        std::string said;
+        if (setgroups(0, nullptr) != 0 || setgid(nobody->pw_gid) != 0 ||
+            setuid(nobody->pw_uid) != 0)
+            said = "!could not become nobody";
+        else if (access(folder.c_str(), X_OK) != 0)
+            said = "!nobody cannot reach " + folder + " (a folder above it is closed)";
+        else
+            said = body();
+        ssize_t ignored = write(channel[1], said.data(), said.size());
+        (void)ignored;
+        _exit(0);
+    }
+    close(channel[1]);
+    std::string said;
+    char buffer[4096];
+    for (ssize_t n; (n = read(channel[0], buffer, sizeof(buffer))) > 0;)
+        said.append(buffer, size_t(n));
+    close(channel[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFEXITED(status)) said = "!the child did not finish";
+    if (!said.empty() && said[0] == '!') skipped = said.substr(1), said.clear();
+    return said;
+}
+
+// Gives a file or folder to nobody:nogroup, or to root, with the mode given.
+inline void ownAs(const std::string& path, bool byNobody, mode_t mode)
+{
+    const passwd* nobody = getpwnam("nobody");
+    uid_t uid = byNobody && nobody ? nobody->pw_uid : 0;
+    gid_t gid = byNobody && nobody ? nobody->pw_gid : 0;
+    EXPECT_EQ(chown(path.c_str(), uid, gid), 0) << path;
+    EXPECT_EQ(chmod(path.c_str(), mode), 0) << path;
+}

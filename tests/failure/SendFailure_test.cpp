@@ -314,3 +314,38 @@ TEST_F(SendFailure, EveryWriteOfTheMeshAndTheExchangeFiles)
     EXPECT_EQ(sends, whole.size());
     EXPECT_EQ(settledRuns(m_tree.launcherRecord, launches), launches);
 }
+
+// The exchange folder as it stands on a shared Mac: sticky folders open to
+// all, holding files that another user's send made. A send by nobody writes
+// those files where they are (renaming over them is refused) and launches.
+TEST_F(SendFailure, StickyExchangeFolderOfAnotherUser)
+{
+    setStage(false);
+    ASSERT_EQ(run(), kSPNoError);
+    const std::string whole = readBytes(m_layer + ".tiv");
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_root))
+        if (geteuid() == 0 && !entry.is_symlink())
+            ownAs(entry.path().string(), false,
+                  entry.is_directory() ? 01777 : entry.path().extension() == "" ? 0755 : 0666);
+    if (geteuid() == 0) ownAs(m_root, false, 01777);
+    writeBytes(m_layer + ".tiv", "earlier mesh");
+    std::string skipped;
+    const std::string said = runAsNobody(
+        m_root,
+        [this]
+        {
+            SPErr result = run();
+            return std::to_string(result) + (s_launched ? " launched" : "") +
+                   (s_scriptOpened ? " opened" : "");
+        },
+        skipped);
+    if (!skipped.empty()) GTEST_SKIP() << skipped;
+    EXPECT_EQ(said, "0 launched opened");
+    EXPECT_EQ(readBytes(m_layer + ".tiv"), whole);
+    EXPECT_EQ(readBytes(m_root + "/TivMorvel/Tiv_ObjectList.txt"), m_layer + "\n");
+    struct stat info;
+    ASSERT_EQ(stat((m_layer + ".tiv").c_str(), &info), 0);
+    EXPECT_TRUE(info.st_uid == 0 && (info.st_mode & 07777) == 0666);
+    EXPECT_EQ(leftovers(m_root), std::vector<std::string>());
+    EXPECT_EQ(settledRuns(m_tree.launcherRecord, 2), 2u);
+}

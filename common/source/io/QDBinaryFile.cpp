@@ -18,6 +18,28 @@ const unsigned long long s_countBytesPerFileByte = 4;
 
 const unsigned char s_zeros[4] = {0, 0, 0, 0};
 
+// Exceptions thrown and not yet caught on this thread, read from the C++ ABI's
+// own record: the standard library's count of them reached the Mac's C++
+// library only in 10.12, and the plug-in runs on older systems.
+struct ExceptionGlobals
+{
+    void* caughtExceptions;
+    unsigned int uncaughtExceptions;
+};
+} // namespace
+namespace __cxxabiv1
+{
+struct __cxa_eh_globals;
+extern "C" __cxa_eh_globals* __cxa_get_globals_fast() noexcept;
+} // namespace __cxxabiv1
+namespace
+{
+int exceptionsInFlight()
+{
+    const void* globals = __cxxabiv1::__cxa_get_globals_fast();
+    return globals ? int(static_cast<const ExceptionGlobals*>(globals)->uncaughtExceptions) : 0;
+}
+
 // Bytes from n up to the next multiple of 4, with the signed division that the
 // format has always used; computed wide so that no n overflows.
 long long alignPadding(int n)
@@ -33,17 +55,16 @@ QDBinaryFile::QDBinaryFile(const QDString& path, const char* mode)
 
 QDBinaryFile::~QDBinaryFile()
 {
-    if (m_replacement.isOpen())
-    {
-        m_replacement.discard();
-        m_file = QDDiskServer::s_invalidFile;
-    }
+    // A throw on its way through the writer means the file was not finished.
+    if (exceptionsInFlight() > m_exceptionsAtOpen) abandon();
     close();
 }
 
 bool QDBinaryFile::open(const QDString& path, const char* mode)
 {
     close();
+    m_writeFailed = false;
+    m_exceptionsAtOpen = exceptionsInFlight();
     // Plain writes replace the target whole; reads and updates go to the file itself.
     bool replaces = mode && mode[0] == 'w' && (mode[1] == 0 || (mode[1] == 'b' && mode[2] == 0));
     if (!replaces)
@@ -56,19 +77,23 @@ bool QDBinaryFile::open(const QDString& path, const char* mode)
 bool QDBinaryFile::close()
 {
     if (!isOpen()) return true;
+    QDDiskServer::FileHandle file = m_file;
+    m_file = QDDiskServer::s_invalidFile;
     if (m_replacement.isOpen())
     {
-        m_file = QDDiskServer::s_invalidFile;
-        return m_replacement.commit();
+        if (!m_writeFailed) return m_replacement.commit();
+        m_replacement.discard();
+        return false;
     }
-    int status = QDDiskServer::fileClose(m_file);
-    m_file = QDDiskServer::s_invalidFile;
-    return status == 0;
+    return QDDiskServer::fileClose(file) == 0;
 }
 
 bool QDBinaryFile::writeBytes(const void* data, unsigned long n)
 {
-    return isOpen() && QDDiskServer::fileWrite(m_file, data, n) == n;
+    if (!isOpen()) return false;
+    if (QDDiskServer::fileWrite(m_file, data, n) == n) return true;
+    m_writeFailed = true;
+    return false;
 }
 
 bool QDBinaryFile::readBytes(void* data, unsigned long n) const

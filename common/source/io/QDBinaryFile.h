@@ -14,9 +14,10 @@
 // counted arrays without padding, counted strings padded to 4 bytes. No buffer,
 // position or error state of its own: every call goes straight to the handle.
 //
-// A file opened for writing ("w", "wb") replaces its target only at close():
-// until then the target keeps its earlier content, and a file given up
-// without close() (a failed write, a throw) leaves it so.
+// A file opened for writing ("w", "wb") replaces its target only when it is
+// closed or let go: until then the target keeps its earlier content. One whose
+// write failed or was refused, or that a throw let go, leaves it so. (Where the
+// target is written in place, as fopen would, it keeps what reached it.)
 class QDBinaryFile
 {
 public:
@@ -31,6 +32,9 @@ public:
     // full disk refused show up only here, and so does any earlier failed
     // write of a file being replaced); true when nothing was open.
     bool close();
+    // For a writer that stops half-way: the file is then closed as one whose
+    // write failed.
+    void abandon() { m_writeFailed = true; }
     bool isOpen() const { return m_file != QDDiskServer::s_invalidFile; }
     QDDiskServer::FileHandle getFile() const { return m_file; }
 
@@ -92,4 +96,6 @@ private:
 
     QDDiskServer::FileHandle m_file = QDDiskServer::s_invalidFile;
     QDReplacingFile m_replacement;
+    bool m_writeFailed = false;
+    int m_exceptionsAtOpen = 0;
 };

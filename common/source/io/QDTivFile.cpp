@@ -23,7 +23,11 @@ bool QDTivFile::writeTivBlock(unsigned int tag, float param, unsigned int count,
                               unsigned int dataBytes, const void* data)
 {
     // The size field could not describe a larger block.
-    if (dataBytes > UINT_MAX - s_blockHeaderBytes - 3) return false;
+    if (dataBytes > UINT_MAX - s_blockHeaderBytes - 3)
+    {
+        abandon();
+        return false;
+    }
     unsigned int size = (s_blockHeaderBytes + dataBytes + 3) & ~3u;
     bool headerWritten = writeBytes(&tag, 4);
     headerWritten = writeBytes(&size, 4) && headerWritten;

@@ -27,7 +27,11 @@ const unsigned long long s_budgetAllowance = 16ull * 1024 * 1024;
 bool writeArrayBlock(QDTivFile& file, unsigned int tag, unsigned long long count,
                      unsigned long long dataBytes, const void* data)
 {
-    if (count > UINT_MAX || dataBytes > UINT_MAX) return false;
+    if (count > UINT_MAX || dataBytes > UINT_MAX)
+    {
+        file.abandon();
+        return false;
+    }
     return file.writeTivBlock(tag, 0.0f, (unsigned int)count, (unsigned int)dataBytes, data);
 }
 

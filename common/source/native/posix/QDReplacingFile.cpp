@@ -1,7 +1,6 @@
 #include "QDReplacingFile.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <new>
 #include <sys/stat.h>
@@ -9,11 +8,13 @@
 
 namespace
 {
-// Only a plain file, or nothing, may be replaced by renaming over it.
-bool replaceable(const char* path)
+// Launched applications must not inherit a file being written.
+int withCloseOnExec(int flags)
 {
-    struct stat info;
-    return lstat(path, &info) != 0 ? errno == ENOENT : S_ISREG(info.st_mode);
+#ifdef O_CLOEXEC
+    flags |= O_CLOEXEC;
+#endif
+    return flags;
 }
 
 // A stream that could not be had for want of memory is not a file that could
@@ -25,6 +26,7 @@ FILE* streamOf(int fd)
     int error = errno;
     close(fd);
     if (error == ENOMEM) throw std::bad_alloc();
+    errno = error;
     return nullptr;
 }
 
@@ -46,15 +48,25 @@ int createTemporary(const QDString& target, QDString& temporary)
     {
         snprintf(suffix, sizeof(suffix), ".part%ld.%u", long(getpid()), s_serial++);
         temporary = kept + suffix;
-        int flags = O_WRONLY | O_CREAT | O_EXCL;
-#ifdef O_CLOEXEC
-        flags |= O_CLOEXEC; // launched applications must not inherit it
-#endif
-        int fd = open(temporary.c_str(), flags, 0666);
+        int fd = ::open(temporary.c_str(), withCloseOnExec(O_WRONLY | O_CREAT | O_EXCL), 0666);
         if (fd >= 0 || errno != EEXIST) return fd;
         unlink(temporary.c_str());
     }
     return -1;
+}
+
+// Gives the new file the target's owner, group and mode bits, the owner and
+// group first since changing them may clear the set-id bits. False where the
+// system does not let the writer hand them on (another user's file, a group
+// the writer is not in): replacing the file would then change who has it.
+bool takeIdentity(int fd, const struct stat& target)
+{
+    struct stat made;
+    if (fstat(fd, &made) != 0) return false;
+    if ((made.st_uid != target.st_uid || made.st_gid != target.st_gid) &&
+        fchown(fd, target.st_uid, target.st_gid) != 0)
+        return false;
+    return fchmod(fd, target.st_mode & 07777) == 0;
 }
 } // namespace
 
@@ -62,33 +74,78 @@ bool QDReplacingFile::open(const QDString& path)
 {
     discard();
     m_target = QDString(path.getValidFilePath());
-    if (!replaceable(m_target.c_str()))
+    struct stat info;
+    if (lstat(m_target.c_str(), &info) != 0)
     {
-        m_temporary.clear();
-        m_file = QDDiskServer::fileOpen(m_target, "w");
-        return isOpen();
+        // A new file is made whole too; where no file can be made beside it,
+        // the in-place open says why, as fopen would.
+        int fd = errno == ENOENT ? createTemporary(m_target, m_temporary) : -1;
+        if (fd < 0)
+        {
+            m_temporary.clear();
+            return openInPlace(-1);
+        }
+        return adoptTemporary(fd);
     }
+    // A rename would replace a link or a node by a plain file, and give only
+    // one of a file's names the new content.
+    if (!S_ISREG(info.st_mode) || info.st_nlink > 1) return openInPlace(-1);
+
+    // The target's own permissions decide, whatever its folder allows.
+    int targetFd = ::open(m_target.c_str(), withCloseOnExec(O_WRONLY | O_NOCTTY | O_NONBLOCK));
+    if (targetFd < 0) return false;
     int fd = createTemporary(m_target, m_temporary);
+    if (fd >= 0 && !takeIdentity(fd, info))
+    {
+        close(fd);
+        unlink(m_temporary.c_str());
+        fd = -1;
+    }
     if (fd < 0)
     {
         m_temporary.clear();
-        return false;
+        return openInPlace(targetFd);
     }
+    close(targetFd);
+    return adoptTemporary(fd);
+}
+
+bool QDReplacingFile::adoptTemporary(int fd)
+{
     try
     {
         m_file = streamOf(fd);
     }
     catch (...)
     {
-        unlink(m_temporary.c_str());
-        m_temporary.clear();
+        discard();
         throw;
     }
-    if (!isOpen())
+    if (!isOpen()) discard();
+    return isOpen();
+}
+
+// Truncates and writes the target itself, as fopen with "w" does; `targetFd`
+// is the target already opened for writing, or -1 to open (and create) it.
+// The open never waits: a FIFO without a reader fails instead of blocking.
+bool QDReplacingFile::openInPlace(int targetFd)
+{
+    int fd = targetFd;
+    if (fd < 0)
+        fd = ::open(m_target.c_str(),
+                    withCloseOnExec(O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_NONBLOCK), 0666);
+    if (fd < 0) return false;
+    struct stat info;
+    int flags = fcntl(fd, F_GETFL);
+    if (fstat(fd, &info) != 0 || (S_ISREG(info.st_mode) && ftruncate(fd, 0) != 0) ||
+        flags == -1 || fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) == -1)
     {
-        unlink(m_temporary.c_str());
-        m_temporary.clear();
+        int error = errno;
+        close(fd);
+        errno = error;
+        return false;
     }
+    m_file = streamOf(fd);
     return isOpen();
 }
 
@@ -99,10 +156,15 @@ bool QDReplacingFile::commit()
     // there or in the error flag of an earlier write.
     bool written = fflush(m_file) == 0 && ferror(m_file) == 0;
     bool closed = fclose(m_file) == 0;
-    m_file = QDDiskServer::s_invalidFile;
+    m_file = nullptr;
     if (m_temporary.isNull()) return written && closed;
     bool done = written && closed && rename(m_temporary.c_str(), m_target.c_str()) == 0;
-    if (!done) unlink(m_temporary.c_str());
+    if (!done)
+    {
+        int error = errno;
+        unlink(m_temporary.c_str());
+        errno = error;
+    }
     m_temporary.clear();
     return done;
 }
@@ -110,7 +172,7 @@ bool QDReplacingFile::commit()
 void QDReplacingFile::discard()
 {
     if (isOpen()) fclose(m_file);
-    m_file = QDDiskServer::s_invalidFile;
+    m_file = nullptr;
     if (!m_temporary.isNull()) unlink(m_temporary.c_str());
     m_temporary.clear();
 }
