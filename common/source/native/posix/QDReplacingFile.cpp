@@ -30,6 +30,22 @@ FILE* streamOf(int fd)
     return nullptr;
 }
 
+// A descriptor closed on every way out, a throw included.
+struct Descriptor
+{
+    int fd;
+    ~Descriptor()
+    {
+        if (fd >= 0) close(fd);
+    }
+    int release()
+    {
+        int kept = fd;
+        fd = -1;
+        return kept;
+    }
+};
+
 // The target's name cut so that the temporary name still fits the longest
 // name a folder takes.
 const int s_longestKeptName = 200;
@@ -92,8 +108,9 @@ bool QDReplacingFile::open(const QDString& path)
     if (!S_ISREG(info.st_mode) || info.st_nlink > 1) return openInPlace(-1);
 
     // The target's own permissions decide, whatever its folder allows.
-    int targetFd = ::open(m_target.c_str(), withCloseOnExec(O_WRONLY | O_NOCTTY | O_NONBLOCK));
-    if (targetFd < 0) return false;
+    Descriptor targetFd = {
+        ::open(m_target.c_str(), withCloseOnExec(O_WRONLY | O_NOCTTY | O_NONBLOCK))};
+    if (targetFd.fd < 0) return false;
     int fd = createTemporary(m_target, m_temporary);
     if (fd >= 0 && !takeIdentity(fd, info))
     {
@@ -104,9 +121,8 @@ bool QDReplacingFile::open(const QDString& path)
     if (fd < 0)
     {
         m_temporary.clear();
-        return openInPlace(targetFd);
+        return openInPlace(targetFd.release());
     }
-    close(targetFd);
     return adoptTemporary(fd);
 }
 
