@@ -44,7 +44,7 @@ void expectUpright(const RgbImage& image, const std::string& what)
 TEST(RenderPicture, TexturedQuadIsUprightInObjAndSentTiv)
 {
     if (!TIV_HAVE_PNG || !TIV_HAVE_STB)
-        GTEST_SKIP() << "built without libpng or stb_image: no textured pictures to look at";
+        GTEST_SKIP() << "built without libpng or stb_image (libpng-dev, libstb-dev): no textures";
     const std::string dir = testFolder();
     for (const char* map : {"skin.bmp", "skin.png", "skin.jpg", "skin.tga"})
     {
@@ -76,7 +76,7 @@ TEST(RenderPicture, TexturedQuadIsUprightInObjAndSentTiv)
 // picture in every view, and each view shows the side it names.
 TEST(RenderPicture, ViewsShowTheSameSideOfAModelAndItsTiv)
 {
-    if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng: no pictures to look at";
+    if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng (libpng-dev): no pictures to look at";
     const std::string dir = testFolder();
     // A 2 x 2 x 2 box and, at its corner of greatest x, y and z, a unit cube.
     std::string obj;
@@ -140,7 +140,7 @@ TEST(RenderPicture, ViewsShowTheSameSideOfAModelAndItsTiv)
 // that this build cannot decode. --no-texture draws plain without a word.
 TEST(RenderPicture, ColourMapsThatCannotBeReadGivePlainPictures)
 {
-    if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng: no pictures to look at";
+    if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng (libpng-dev): no pictures to look at";
     const std::string dir = testFolder();
     writeColourMap(dir + "/good.bmp", halvesColourMap());
     writeBytes(dir + "/junk.png", "\x89PNG\r\n\x1a\n but nothing after");

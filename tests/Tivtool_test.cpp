@@ -237,7 +237,7 @@ TEST(Tivtool, CompareTellsWhatChanged)
 // (0.75, 0.25) and (0.25, 0.75).
 TEST(Tivtool, RenderShowsTheMeshAsItStands)
 {
-    if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng: no pictures to look at";
+    if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng (libpng-dev): no pictures to look at";
     const std::string dir = testFolder();
     writeBytes(dir + "/cube.obj",
                "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"

@@ -13,7 +13,10 @@ import struct
 import subprocess
 import sys
 
-from fontTools.misc.macRes import ResourceReader
+try:
+    from fontTools.misc.macRes import ResourceReader
+except ImportError:
+    ResourceReader = None  # the layout's other checks still run; the test then reports a skip
 
 # The resource file of the verified worked example: "Send to Sculpting App",
 # category "Tiv", version 1.0, AutoPluginMain for 'mi32' and 'mi64'.
@@ -95,7 +98,8 @@ def test_layout(args):
     rsrc = os.path.join(contents, "Resources", "Example.rsrc")
     with open(rsrc, "rb") as f:
         check(f.read() == EXAMPLE_RSRC, "the worked example's resource file differs")
-    check(read_pipl(rsrc) == EXAMPLE_PIPL, "fontTools reads another PiPL from the example")
+    if ResourceReader:
+        check(read_pipl(rsrc) == EXAMPLE_PIPL, "fontTools reads another PiPL from the example")
 
     for exe, menu, identifier in (
             ("TivPhotoshopPlugIn", "Send to Morvel", "com.quendaric.tiv.photoshop"),
@@ -117,6 +121,8 @@ def test_layout(args):
         for key, value in expected.items():
             check(plist.get(key) == value, "%s: %s is %r" % (exe, key, plist.get(key)))
 
+        if not ResourceReader:
+            continue
         pipl = read_pipl(os.path.join(bundle, "Contents", "Resources", exe + ".rsrc"))
         entry = pascal("AutoPluginMain")
         check(properties(pipl) == [
@@ -237,6 +243,9 @@ def main():
     os.makedirs(args["tmp"])
     {"layout": test_layout, "refusals": test_refusals, "install": test_install}[part](args)
     print("%s: %d failures" % (part, len(failures)))
+    if not failures and part == "layout" and not ResourceReader:
+        print("skipped: the resource files were not read back: no fontTools (python3-fonttools)")
+        return 77  # CTest's skip
     return 1 if failures else 0
 
 

@@ -24,7 +24,8 @@ class TexturedSend : public testing::Test
 protected:
     void SetUp() override
     {
-        if (!TIV_HAVE_PNG) GTEST_SKIP() << "built without libpng: the stand-in draws no pictures";
+        if (!TIV_HAVE_PNG)
+            GTEST_SKIP() << "built without libpng (libpng-dev): the stand-in draws no pictures";
 #ifndef TIV_HOST_EXE
         GTEST_SKIP() << "the simulated editor was not built";
 #else
@@ -55,7 +56,7 @@ protected:
 
 TEST_F(TexturedSend, TextureArrivesTheRightWayUp)
 {
-    if (!TIV_HAVE_STB) GTEST_SKIP() << "built without stb_image: no textures to draw";
+    if (!TIV_HAVE_STB) GTEST_SKIP() << "built without stb_image (libstb-dev): no textures to draw";
     std::string message;
     ASSERT_TRUE(writePng(m_folder + "/quad.png", halvesColourMap(), message)) << message;
     writeBytes(m_folder + "/quad.mtl", materialNaming("quad.png"));
