@@ -292,9 +292,8 @@ TEST(Tivtool, RenderShowsTheMeshAsItStands)
             << low[k] << " " << high[k];
     EXPECT_GE(count, (size - 2 * margin - 2) * (size - 2 * margin - 2));
 
-    // Lit from the upper left; the back view is the front one mirrored.
-    RgbImage front = render("shapes.obj", "--size 300"),
-             back = render("shapes.obj", "--size 300 --view back");
+    // Lit from the upper left (every view showing its own side is a picture test).
+    RgbImage front = render("shapes.obj", "--size 300");
     // The view is three units wide; the quads' centres are 0.75 units below the middle.
     const int unit = (300 - 2 * renderMargin(300)) / 3;
     const int leftQuad[2] = {renderMargin(300) + unit / 2, 150 + 3 * unit / 4};
@@ -303,15 +302,6 @@ TEST(Tivtool, RenderShowsTheMeshAsItStands)
                 covered(front, rightQuad[0], rightQuad[1]));
     EXPECT_GT(brightness(front, leftQuad[0], leftQuad[1]),
               brightness(front, rightQuad[0], rightQuad[1]) + 60);
-    int mirrored = 0, differing = 0;
-    for (int y = 0; y < 300; ++y)
-        for (int x = 0; x < 300; ++x)
-        {
-            mirrored += covered(front, x, y);
-            differing += covered(front, x, y) != covered(back, 299 - x, y);
-        }
-    EXPECT_GT(mirrored, 2 * unit * unit);
-    EXPECT_LE(differing, 300) << "of " << mirrored;
 
     // The layout has v upwards: the triangle's lower edge, not its mirror image.
     RgbImage layout = render("shapes.obj", "--size 300 --uv");

@@ -162,6 +162,7 @@ private:
     // Lines begin at p; end is just past the last line end.
     void lines(const unsigned char* p, const unsigned char* end)
     {
+        if (p == end) return;
         const bool nul = !m_utf16 && memchr(p, 0, size_t(end - p)) != nullptr;
         // A LF after a CR ends the same line, also across two fills.
         if (m_afterCr && p < end && *p == '\n') ++p;
