@@ -54,7 +54,10 @@ field() { awk -v key="$2" -F': *' '$1 == key {split($2, w, " "); print w[1]}' "$
 "$tool" info "$out/tool.tiv" >"$out/out.txt"
 welded=$(field "$out/out.txt" vertices)
 faces=$(field "$out/in.txt" faces)
-corner_uvs=$(field "$out/in.txt" "corner UVs")
+# The arrays hold a texture slot per face slot: the count in brackets, when
+# the triangles' fourth slots make it differ from the corners.
+slots() { awk -F': *' '$1 == "corner UVs" {n = split($2, w, /[ (]+/); print (n > 2 ? w[2] : w[1])}' "$1"; }
+corner_uvs=$(slots "$out/in.txt")
 unique_uvs=$(field "$out/in.txt" "unique UVs")
 # The mesh the tool ends with: welded positions (12 bytes), four vertex slots
 # per face (4 bytes), and per corner a texture slot (4) and a coordinate (8),

@@ -24,7 +24,10 @@ peak_kb=$(awk -F': ' '/Maximum resident set size/ {print $2}' "$report")
 field() { awk -v key="$1" -F': *' '$1 == key {split($2, w, " "); print w[1]}' "$report.out"; }
 vertices=$(field vertices)
 faces=$(field faces)
-corner_uvs=$(field "corner UVs")
+# The arrays hold a texture slot per face slot: the count in brackets, when
+# the triangles' fourth slots make it differ from the corners.
+slots() { awk -F': *' '$1 == "corner UVs" {n = split($2, w, /[ (]+/); print (n > 2 ? w[2] : w[1])}' "$report.out"; }
+corner_uvs=$(slots)
 unique_uvs=$(field "unique UVs")
 rm -f "$report.out"
 

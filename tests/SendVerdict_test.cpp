@@ -21,8 +21,8 @@ SendFacts arrived()
     f.waitedSeconds = 30;
     f.report = "Morvel (stand-in) opened /x/TivApps/Photoshop/Tiv_LoadTextures.mvs\n"
                "sent from: Photoshop\n"
-               "Sphere.tiv: 1986 vertices, 3968 faces (3968 triangles, 0 quads), 15872 corner "
-               "UVs\n  picture: /x/Sphere.png\n";
+               "Sphere.tiv: 1986 vertices, 3968 faces (3968 triangles, 0 quads), 11904 corner "
+               "UVs (15872 slots)\n  picture: /x/Sphere.png\n";
     return f;
 }
 

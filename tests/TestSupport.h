@@ -116,13 +116,15 @@ inline CommandRun runCommand(const std::string& command)
             readBytes(dir + "/err")};
 }
 
-// The tool under test, run by the shell as runCommand() runs any command.
-inline CommandRun tivtool(const std::string& arguments)
+// The tool under test, run by the shell as runCommand() runs any command, in
+// `folder` when one is given.
+inline CommandRun tivtool(const std::string& arguments, const std::string& folder = "")
 {
+    const std::string in = folder.empty() ? "" : "cd '" + folder + "' && ";
 #ifdef TIV_TIVTOOL_EXE
-    return runCommand("'" TIV_TIVTOOL_EXE "' " + arguments);
+    return runCommand(in + "'" TIV_TIVTOOL_EXE "' " + arguments);
 #else
-    return runCommand("'tivtool was not built' " + arguments);
+    return runCommand(in + "'tivtool was not built' " + arguments);
 #endif
 }
 

@@ -4,20 +4,22 @@
 // library writes its own (QDReplacingFile): a reader never sees half a file,
 // and a failed write leaves the earlier one as it was.
 
+#include "AbsolutePath.h"
 #include "QDReplacingFile.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <string>
 
-// Writes `path` through write(FILE*), which returns false when a write failed.
+// Writes `path` (relative to the working folder, as the user means it)
+// through write(FILE*), which returns false when a write failed.
 // False when anything failed, with errno telling why where the system knows
 // (0 when only `write` knows); an exception from `write` goes on once the
 // temporary file is gone.
 template <typename Write> bool replaceFile(const std::string& path, Write write)
 {
     QDReplacingFile file;
-    if (!file.open(path.c_str())) return false;
+    if (!file.open(libraryPath(path).c_str())) return false;
     errno = 0;
     if (!write(file.handle()))
     {

@@ -1,5 +1,6 @@
 #include "ArrivalCheck.h"
 
+#include "AbsolutePath.h"
 #include "MeshCompare.h"
 #include "QDTivMesh.h"
 #include "ReplaceFile.h"
@@ -45,12 +46,13 @@ bool copyFile(const std::string& from, const std::string& to)
 std::string checkArrival(const std::string& stem, const std::string& tivPath)
 {
     QDTivMesh now, last;
-    if (!now.loadFromTivFile(tivPath.c_str())) return "";
+    if (!now.loadFromTivFile(libraryPath(tivPath).c_str())) return "";
     const std::string folder = stem + "_LastArrivals";
     const std::string stemOfObject = tivPath.substr(0, tivPath.size() - 4); // without ".tiv"
     const std::string copy = folder + "/" + copyName(stemOfObject) + ".tiv";
     std::string line;
-    if (last.loadFromTivFile(copy.c_str())) line = "  " + arrivalLine(compareMeshes(last, now, 0));
+    if (last.loadFromTivFile(libraryPath(copy).c_str()))
+        line = "  " + arrivalLine(compareMeshes(last, now, 0));
     mkdir(folder.c_str(), 0755);
     copyFile(tivPath, copy);
     return line;

@@ -8,8 +8,10 @@
 // never sees half of it. It prints nothing: started from a plug-in, it may share the
 // editor's output, and would break into the middle of it.
 
+#include "AbsolutePath.h"
 #include "ArrivalCheck.h"
 #include "ColourMap.h"
+#include "MeshCompare.h"
 #include "MeshRender.h"
 #include "QDString.h"
 #include "QDTivMesh.h"
@@ -63,17 +65,15 @@ bool fileExists(const std::string& path)
 std::string describeMesh(const std::string& tivPath)
 {
     QDTivMesh mesh;
-    if (!mesh.loadFromTivFile(tivPath.c_str())) return nameOf(tivPath) + ": cannot be read\n";
-    int faces = mesh.getFaceCount(), triangles = 0;
-    for (int f = 0; f < faces; ++f)
-        triangles += mesh.m_faceVertexIndices[4 * f + 3] == -1 ? 1 : 0;
+    if (!mesh.loadFromTivFile(libraryPath(tivPath).c_str()))
+        return nameOf(tivPath) + ": cannot be read\n";
+    const MeshCounts n = countMesh(mesh);
     char text[1024];
-    std::string out;
-    snprintf(text, sizeof(text),
-             "%s: %d vertices, %d faces (%d triangles, %d quads), %d corner UVs\n",
-             nameOf(tivPath).c_str(), mesh.m_vertices.size(), faces, triangles, faces - triangles,
-             mesh.m_cornerUVs.size());
-    out += text;
+    std::string out = nameOf(tivPath) + ": " + std::to_string(n.vertices) + " vertices, " +
+                      std::to_string(n.faces) + " faces (" + std::to_string(n.triangles) +
+                      " triangles, " + std::to_string(n.quads) + " quads), " +
+                      countWithSlots(n.cornerUVs, n.cornerUVSlots, "corner UV", "corner UVs") +
+                      "\n";
     std::string texture = mesh.m_textureFileName.isNull() ? "" : mesh.m_textureFileName.c_str();
     out += "  texture: " +
            (texture.empty()
@@ -148,7 +148,7 @@ int main(int argc, char** argv)
     recordArguments(stem, argc, argv);
     if (argc < 2) return 0; // started without a document: nothing to report
 
-    std::string script = argv[1];
+    std::string script = absolutePath(argv[1]);
     std::string summary = "Morvel (stand-in) opened " + script + "\n";
     std::string name = nameOf(script);
     if (!fileExists(script))

@@ -281,7 +281,20 @@ bool renderMesh(const QDTivMesh& mesh, const RenderOptions& options, RgbImage& i
     std::vector<int> faces = drawableFaces(mesh);
     if (faces.empty())
     {
-        message = "no face has corners that are vertices with finite positions";
+        // Faces of an OBJ with relative indices, or of a cut file, all point past the vertices.
+        int inside = 0;
+        const int vertexCount = mesh.m_vertices.size();
+        for (int f = 0; f < mesh.getFaceCount() && inside == 0; ++f)
+        {
+            const int* corners = &mesh.m_faceVertexIndices[4 * f];
+            const int n = faceCornerCount(corners);
+            inside = n > 0;
+            for (int c = 0; c < n; ++c)
+                inside = inside && corners[c] < vertexCount;
+        }
+        message = inside ? "no face has corners that are vertices with finite positions"
+                         : "every face points outside the mesh's " + std::to_string(vertexCount) +
+                               (vertexCount == 1 ? " vertex" : " vertices");
         return false;
     }
     const ViewFrame frame = frameOf(options.view, options.frame);

@@ -84,6 +84,8 @@ bool isTriangleSlot(const QDTivMesh& mesh, int corner)
     return corner % 4 == 3 && mesh.m_faceVertexIndices[corner] == -1;
 }
 
+} // namespace
+
 MeshCounts countMesh(const QDTivMesh& mesh)
 {
     MeshCounts n;
@@ -93,7 +95,8 @@ MeshCounts countMesh(const QDTivMesh& mesh)
         n.triangles += mesh.m_faceVertexIndices[4 * f + 3] == -1;
     n.quads = n.faces - n.triangles;
     n.corners = 3 * n.triangles + 4 * n.quads;
-    n.cornerUVs = mesh.m_cornerUVs.size();
+    n.cornerSlots = 4 * n.faces;
+    n.cornerUVSlots = mesh.m_cornerUVs.size();
     float p[3];
     for (int v = 0; v < n.vertices; ++v)
     {
@@ -101,10 +104,11 @@ MeshCounts countMesh(const QDTivMesh& mesh)
         if (finite(p, 3)) continue;
         if (n.nonFiniteVertices++ == 0) n.firstNonFiniteVertex = v;
     }
-    const int slots = 4 * n.faces;
-    for (int c = 0; c < n.cornerUVs; ++c)
+    // A damaged .tiv may hold more or fewer coordinates than slots.
+    for (int c = 0; c < n.cornerUVSlots; ++c)
     {
-        if (c < slots && isTriangleSlot(mesh, c)) continue; // carries no meaning
+        if (c < n.cornerSlots && isTriangleSlot(mesh, c)) continue; // carries no meaning
+        ++n.cornerUVs;
         coordinates(mesh.m_cornerUVs[c], p);
         if (finite(p, 2)) continue;
         if (n.nonFiniteUVs++ == 0) n.firstNonFiniteUV = c;
@@ -112,6 +116,8 @@ MeshCounts countMesh(const QDTivMesh& mesh)
     return n;
 }
 
+namespace
+{
 // b[k] == a[(k + s) mod n] for some shift s.
 bool isRotation(const int* a, const int* b, int n)
 {
@@ -208,7 +214,7 @@ int rotatedFaceCount(const QDArray<int>& cornerMap)
 bool MeshComparison::countsDiffer() const
 {
     return a.vertices != b.vertices || a.faces != b.faces || a.triangles != b.triangles ||
-           a.cornerUVs != b.cornerUVs;
+           a.cornerUVs != b.cornerUVs || a.cornerUVSlots != b.cornerUVSlots;
 }
 
 bool MeshComparison::same() const
@@ -278,6 +284,16 @@ std::string count(int n, const char* one, const char* many)
     return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
+} // namespace
+
+std::string countWithSlots(int n, int slots, const char* one, const char* many)
+{
+    std::string text = count(n, one, many);
+    return slots == n ? text : text + " (" + count(slots, "slot", "slots") + ")";
+}
+
+namespace
+{
 std::string cornerList(const std::vector<int>& corners)
 {
     if (corners.empty()) return "(no such face)";
@@ -291,8 +307,8 @@ std::string countsText(const MeshCounts& n)
 {
     return count(n.vertices, "vertex", "vertices") + ", " + count(n.faces, "face", "faces") + " (" +
            std::to_string(n.triangles) + " triangles, " + std::to_string(n.quads) + " quads), " +
-           count(n.corners, "corner", "corners") + ", " +
-           count(n.cornerUVs, "corner UV", "corner UVs");
+           countWithSlots(n.corners, n.cornerSlots, "corner", "corners") + ", " +
+           countWithSlots(n.cornerUVs, n.cornerUVSlots, "corner UV", "corner UVs");
 }
 
 std::string topologyText(const MeshComparison& c)
@@ -389,6 +405,8 @@ std::string nonFiniteText(const char* side, const MeshCounts& n)
     return text + "\n";
 }
 
+} // namespace
+
 std::string jsonString(const std::string& s)
 {
     std::string out = "\"";
@@ -408,6 +426,8 @@ std::string jsonString(const std::string& s)
     return out + "\"";
 }
 
+namespace
+{
 std::string jsonIndex(int index)
 {
     return index < 0 ? "null" : std::to_string(index);
@@ -428,7 +448,9 @@ std::string jsonCounts(const MeshCounts& n, const std::string& name)
            ", \"triangles\": " + std::to_string(n.triangles) +
            ", \"quads\": " + std::to_string(n.quads) +
            ", \"corners\": " + std::to_string(n.corners) +
+           ", \"corner_slots\": " + std::to_string(n.cornerSlots) +
            ", \"corner_uvs\": " + std::to_string(n.cornerUVs) +
+           ", \"corner_uv_slots\": " + std::to_string(n.cornerUVSlots) +
            ", \"non_finite_vertices\": " + std::to_string(n.nonFiniteVertices) +
            ", \"first_non_finite_vertex\": " + jsonIndex(n.firstNonFiniteVertex) +
            ", \"non_finite_uvs\": " + std::to_string(n.nonFiniteUVs) +

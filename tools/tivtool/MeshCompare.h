@@ -13,12 +13,18 @@ class QDTivMesh;
 struct MeshCounts
 {
     int vertices = 0, faces = 0, triangles = 0, quads = 0;
-    int corners = 0; // three per triangle, four per quad
-    int cornerUVs = 0;
+    // Every face has four slots; a triangle's fourth is no corner, and its
+    // coordinate there means nothing.
+    int corners = 0, cornerSlots = 0;
+    int cornerUVs = 0, cornerUVSlots = 0;
     // Coordinates that are infinite or NaN are counted, never measured.
     int nonFiniteVertices = 0, firstNonFiniteVertex = -1;
     int nonFiniteUVs = 0, firstNonFiniteUV = -1;
 };
+
+MeshCounts countMesh(const QDTivMesh& mesh);
+// "11904 corner UVs (15872 slots)", the slots only where they differ.
+std::string countWithSlots(int count, int slots, const char* one, const char* many);
 
 // Distances between corresponding points (vertices, or corner texture
 // coordinates) of two meshes with the same faces.
@@ -74,5 +80,7 @@ std::string comparisonText(const MeshComparison& c, const std::string& nameA,
                            const std::string& nameB);
 std::string comparisonJson(const MeshComparison& c, const std::string& nameA,
                            const std::string& nameB);
+// The text as a JSON string, quoted and escaped.
+std::string jsonString(const std::string& s);
 // One line for a mesh that arrives again: faces, seams, largest vertex move.
 std::string arrivalLine(const MeshComparison& c);

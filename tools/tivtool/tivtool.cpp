@@ -1,8 +1,11 @@
 // tivtool: what a mesh file holds, and conversion between OBJ and Tiv mesh
 // files with the same reader, writers, welding and axis conversion as a send.
 
+#include "AbsolutePath.h"
 #include "ColourMap.h"
 #include "CompareCommand.h"
+#include "FileFindings.h"
+#include "MeshCompare.h"
 #include "MeshRender.h"
 #include "QDObjImport.h"
 #include "QDTivMesh.h"
@@ -15,20 +18,25 @@
 #include <filesystem>
 #include <new>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace
 {
 const char* const s_usage =
     "usage: tivtool info FILE\n"
+    "       tivtool check FILE... [--json]\n"
     "       tivtool convert IN OUT [--weld] [--flip]\n"
     "       tivtool compare A B [--weld] [--flip] [--tolerance T] [--picture OUT.png] [--json]\n"
     "       tivtool render IN OUT.png [--size N] [--view VIEW] [--uv] [--no-texture]\n"
     "       tivtool --help\n"
     "\n"
     "FILE, IN and OUT are .obj or .tiv files (by extension).\n"
-    "  info      vertices, faces, texture coordinates, face groups, texture\n"
-    "            name and bounding box of the mesh\n"
+    "  info      vertices, faces, corners, texture coordinates, face groups,\n"
+    "            texture name, bounding box and number of findings of the mesh\n"
+    "  check     findings: what the plug-in reads in the files that a user would\n"
+    "            not expect (every command says them on stderr)\n"
     "  convert   reads IN (an OBJ with its texture coordinates and the colour\n"
     "            map of its MTL file) and writes OUT\n"
     "  compare   whether B is A unchanged: counts, faces (rotated corners\n"
@@ -48,7 +56,8 @@ const char* const s_usage =
     "  --json    the comparison as one JSON object\n"
     "exit status: 0 done, 1 a file could not be read or written (or not enough\n"
     "memory for it), 2 usage error; compare: 0 same, 1 different, 2 usage error\n"
-    "or a file that cannot be read or written\n";
+    "or a file that cannot be read or written; check: 0 no findings, 1 findings,\n"
+    "2 usage error or a file that cannot be read\n";
 
 enum Status
 {
@@ -82,41 +91,78 @@ int fileError(const std::string& path, const std::string& reason)
     return reportFileError(path, reason, s_fileError);
 }
 
-// The mesh services clean every path they are given (a volume prefix before a
-// colon is dropped, and so is anything before the first slash), so they get
-// absolute paths.
-QDString systemPath(const std::string& path)
-{
-    std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    return QDString((error ? path : absolute.string()).c_str());
-}
-
-// Reads a mesh, welded when asked; on failure returns the reason, else an
-// empty string.
-std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld = false)
+// Reads a mesh, welded when asked, and what the plug-in's reader made of the
+// file that a user would not expect into `findings`; on failure returns the
+// reason, else an empty string.
+std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld, FileFindings& findings)
 {
     beginStep("read", path);
     FILE* probe = fopen(path.c_str(), "rb");
     if (!probe) return strerror(errno);
     fclose(probe);
     if (std::filesystem::is_directory(path)) return "is a folder";
+    const QDString library(libraryPath(path).c_str());
     if (kindOf(path) == s_objKind)
     {
+        // The findings take a pass of their own over the file, as long as the
+        // import: on a second core it costs no time.
+        std::exception_ptr scanFailure;
+        auto work = [&]
+        {
+            try
+            {
+                findObjReadings(path, findings);
+            }
+            catch (...)
+            {
+                scanFailure = std::current_exception();
+            }
+        };
+        struct Joined
+        {
+            std::thread thread;
+            ~Joined()
+            {
+                if (thread.joinable()) thread.join();
+            }
+        } scan;
+        try
+        {
+            scan.thread = std::thread(work);
+        }
+        catch (const std::system_error&)
+        {
+            work(); // no second thread to be had
+        }
         QDObjImport importer;
-        return importer.importTivMesh(systemPath(path), mesh, true, weld) ? "" : "cannot be opened";
+        if (!importer.importTivMesh(library, mesh, true, weld)) return "cannot be opened";
+        if (scan.thread.joinable()) scan.thread.join();
+        if (scanFailure) std::rethrow_exception(scanFailure);
+        return "";
     }
-    if (!mesh.loadFromTivFile(systemPath(path))) return "not a Tiv mesh file";
+    if (!mesh.loadFromTivFile(library)) return "not a Tiv mesh file";
+    findTivReadings(path, mesh, findings);
     if (weld) mesh.mergeEqualVertices();
     return "";
+}
+
+// readMesh, the findings said on stderr.
+std::string readMesh(const std::string& path, QDTivMesh& mesh, bool weld = false,
+                     int* findingCount = nullptr)
+{
+    FileFindings findings;
+    std::string failure = readMesh(path, mesh, weld, findings);
+    fputs(findings.lines(path, "tivtool: ").c_str(), stderr);
+    if (findingCount) *findingCount = findings.total();
+    return failure;
 }
 
 std::string writeMesh(const std::string& path, const QDTivMesh& mesh)
 {
     beginStep("write", path);
-    bool written = kindOf(path) == s_objKind
-                       ? mesh.saveToObjFile(systemPath(path), true, false, true, false, false)
-                       : mesh.saveToTivFile(systemPath(path), true);
+    bool written = kindOf(path) == s_objKind ? mesh.saveToObjFile(libraryPath(path).c_str(), true,
+                                                                  false, true, false, false)
+                                             : mesh.saveToTivFile(libraryPath(path).c_str(), true);
     if (written) return "";
     return errno != 0 ? strerror(errno) : "cannot be written";
 }
@@ -124,13 +170,11 @@ std::string writeMesh(const std::string& path, const QDTivMesh& mesh)
 int info(const std::string& path)
 {
     QDTivMesh mesh;
-    std::string failure = readMesh(path, mesh);
+    int findings = 0;
+    std::string failure = readMesh(path, mesh, false, &findings);
     if (!failure.empty()) return fileError(path, failure);
 
-    const int faces = mesh.getFaceCount();
-    int triangles = 0;
-    for (int f = 0; f < faces; ++f)
-        triangles += mesh.m_faceVertexIndices[4 * f + 3] == -1;
+    const MeshCounts n = countMesh(mesh);
     std::vector<bool> groupUsed(65536, false);
     int groups = 0;
     for (unsigned short g : mesh.m_faceGroups)
@@ -141,9 +185,16 @@ int info(const std::string& path)
         }
 
     printf("file:         %s\n", path.c_str());
-    printf("vertices:     %d\n", mesh.m_vertices.size());
-    printf("faces:        %d (%d triangles, %d quads)\n", faces, triangles, faces - triangles);
-    printf("corner UVs:   %d\n", mesh.m_cornerUVs.size());
+    printf("vertices:     %d\n", n.vertices);
+    printf("faces:        %d (%d triangles, %d quads)\n", n.faces, n.triangles, n.quads);
+    // A triangle's fourth slot is no corner.
+    auto withSlots = [](int count, int slots)
+    {
+        return std::to_string(count) +
+               (slots == count ? "" : " (" + std::to_string(slots) + " slots)");
+    };
+    printf("corners:      %s\n", withSlots(n.corners, n.cornerSlots).c_str());
+    printf("corner UVs:   %s\n", withSlots(n.cornerUVs, n.cornerUVSlots).c_str());
     printf("unique UVs:   %d\n", mesh.getUniqueUVs().size());
     printf("face groups:  %d\n", groups);
     printf("texture:      %s\n",
@@ -154,7 +205,44 @@ int info(const std::string& path)
                box.getMin().z(), box.getMax().x(), box.getMax().y(), box.getMax().z());
     else
         printf("bounding box: (empty)\n");
+    printf("findings:     %d\n", findings);
     return s_done;
+}
+
+// tivtool check FILE... [--json]: the findings of each file on stdout.
+int check(const std::vector<std::string>& files, bool json)
+{
+    int status = 0;
+    std::string report;
+    for (const std::string& path : files)
+    {
+        QDTivMesh mesh;
+        FileFindings findings;
+        std::string failure = readMesh(path, mesh, false, findings);
+        if (!failure.empty())
+        {
+            fileError(path, failure);
+            status = 2;
+            if (json)
+                report += std::string(report.empty() ? "" : ",\n") +
+                          "  {\"file\": " + jsonString(path) +
+                          ", \"error\": " + jsonString(failure) + "}";
+            continue;
+        }
+        if (findings.total() > 0 && status == 0) status = 1;
+        if (json)
+            report += std::string(report.empty() ? "" : ",\n") + "  " + findings.json(path);
+        else
+            report +=
+                findings.lines(path) + path + ": " +
+                (findings.total() == 0 ? std::string("no findings")
+                                       : std::to_string(findings.total()) +
+                                             (findings.total() == 1 ? " finding" : " findings")) +
+                "\n";
+    }
+    if (json) report = "{\"files\": [\n" + report + "\n]}\n";
+    fputs(report.c_str(), stdout);
+    return status;
 }
 
 // Negates y and z and flips texture v, as a send does.
@@ -262,7 +350,7 @@ static int runCommand(int argc, char** argv)
     if (argc > 1 && std::string(argv[1]) == "compare")
         return compareCommand(std::vector<std::string>(argv + 2, argv + argc), readCompareOperand);
     std::vector<std::string> words;
-    bool weld = false, flip = false;
+    bool weld = false, flip = false, json = false;
     for (int i = 1; i < argc; ++i)
     {
         std::string arg = argv[i];
@@ -275,6 +363,8 @@ static int runCommand(int argc, char** argv)
             weld = true;
         else if (arg == "--flip")
             flip = true;
+        else if (arg == "--json")
+            json = true;
         else if (arg.size() > 1 && arg[0] == '-')
             return usageError("unknown option " + arg);
         else
@@ -282,6 +372,16 @@ static int runCommand(int argc, char** argv)
     }
     if (words.empty()) return usageError("no command");
     const std::string& command = words[0];
+    if (json && command != "check") return usageError("--json is an option of check and compare");
+    if (command == "check")
+    {
+        if (words.size() < 2 || weld || flip)
+            return usageError("check takes one or more files and no option but --json");
+        for (size_t k = 1; k < words.size(); ++k)
+            if (kindOf(words[k]) == s_unknownKind)
+                return usageError(words[k] + " is neither .obj nor .tiv");
+        return check(std::vector<std::string>(words.begin() + 1, words.end()), json);
+    }
     if (command == "info")
     {
         if (words.size() != 2 || weld || flip)
@@ -311,7 +411,8 @@ int main(int argc, char** argv)
     }
     catch (const std::bad_alloc&)
     {
-        const bool compare = argc > 1 && strcmp(argv[1], "compare") == 0;
-        return reportOutOfMemory(compare ? 2 : s_fileError);
+        const bool twoForFiles =
+            argc > 1 && (strcmp(argv[1], "compare") == 0 || strcmp(argv[1], "check") == 0);
+        return reportOutOfMemory(twoForFiles ? 2 : s_fileError);
     }
 }
