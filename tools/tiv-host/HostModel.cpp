@@ -219,7 +219,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
         error = path + ": no face";
         return false;
     }
-    model.colourMap = findColourMap(path, mtlName, material);
+    model.colourMap = findColourMap(path, mtlName, material, model.colourMapMissing);
     if (missingUV)
     {
         uint32_t origin = uint32_t(model.uvs.size());
@@ -281,7 +281,7 @@ bool exportModel(const HostModel& model, const std::string& objPath, HostExport&
         error = systemError(written.mtlPath);
         return false;
     }
-    if (!writeHostTexture(model, written.texturePath, written.textureSource))
+    if (!writeHostTexture(model, written.texturePath, written.textureSource, written.checkerReason))
     {
         error = systemError(written.texturePath);
         return false;
