@@ -14,9 +14,9 @@ TEST(HostTexture, ModelColourMapIsExportedAsTheEditorsBmp)
     writeBytes(dir + "/m.mtl", "newmtl a\r\nKd 1 1 1\nnewmtl b\n  map_Kd -s 1 1 1 .\\maps\\b.png \n"
                                "newmtl c\nmap_Kd /abs/c.png\n");
     std::string why;
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "b", why), dir + "/./maps/b.png");
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "b", why), dir + "/maps/b.png");
     EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "c", why), "/abs/c.png");
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "", why), dir + "/./maps/b.png");
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "", why), dir + "/maps/b.png");
     EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "a", why), "");
     EXPECT_EQ(why,
               "the model's material file " + dir + "/m.mtl names no colour map (map_Kd) for \"a\"");
@@ -28,7 +28,7 @@ TEST(HostTexture, ModelColourMapIsExportedAsTheEditorsBmp)
     HostModel model;
     std::string error;
     ASSERT_TRUE(readObjModel(dir + "/quad.obj", model, error)) << error;
-    EXPECT_EQ(model.colourMap, dir + "/./maps/b.png");
+    EXPECT_EQ(model.colourMap, dir + "/maps/b.png");
 
     // An odd width, so that rows are padded; a BMP read as the editor's.
     RgbImage map;

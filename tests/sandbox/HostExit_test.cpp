@@ -90,7 +90,7 @@ TEST(HostExit, PlainBuildSendsAndTheSandboxIsMadeWhereMissing)
     EXPECT_EQ(texture == bmpBytes(halvesColourMap()), TIV_HAVE_STB != 0);
     EXPECT_EQ(
         has(r.out, "the texture written is a checker: the model's colour map " + folder +
-                       "/a:b/./maps/skin.bmp cannot be read: this build reads no colour maps"),
+                       "/a:b/maps/skin.bmp cannot be read: this build reads no colour maps"),
         !TIV_HAVE_STB)
         << r.out;
 }

@@ -34,6 +34,8 @@ std::string colourMapPath(const std::string& meshPath, const std::string& textur
     // (".\maps\skin.jpg"); the exchange's own .tiv writer turns them into slashes.
     std::string name = textureName;
     std::replace(name.begin(), name.end(), '\\', '/');
+    while (name.compare(0, 2, "./") == 0)
+        name.erase(0, 2);
     if (name.empty() || name[0] == '/') return name;
     const size_t slash = meshPath.rfind('/');
     return slash == std::string::npos ? name : meshPath.substr(0, slash + 1) + name;
