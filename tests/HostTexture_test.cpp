@@ -58,10 +58,9 @@ TEST(HostTexture, ModelColourMapIsExportedAsTheEditorsBmp)
     // A colour map that cannot be read gives the checker, and says why.
     model.colourMap = dir + "/maps/missing.png";
     ASSERT_TRUE(exportModel(model, dir + "/out/Layer.obj", written, error)) << error;
-    EXPECT_EQ(written.textureSource, "");
-    EXPECT_EQ(written.checkerReason.rfind(
-                  "the model's colour map " + model.colourMap + " cannot be read: ", 0),
-              0u)
+    EXPECT_TRUE(written.textureSource.empty() &&
+                written.checkerReason.rfind(
+                    "the model's colour map " + model.colourMap + " cannot be read: ", 0) == 0)
         << written.checkerReason;
     RgbImage checker;
     std::string message;

@@ -48,11 +48,10 @@ TEST(RenderPicture, TexturedQuadIsUprightInObjAndSentTiv)
     const std::string dir = testFolder();
     // Named as Windows programs name them too: ".\maps\skin.jpg".
     std::filesystem::create_directory(dir + "/maps");
-    for (const char* map : {"skin.bmp", "skin.png", ".\\maps\\skin.jpg", "maps\\skin.tga"})
+    for (const char* map :
+         {"maps/skin.bmp", "maps\\skin.png", ".\\maps\\skin.jpg", "maps/skin.tga"})
     {
-        std::string file = map;
-        std::replace(file.begin(), file.end(), '\\', '/');
-        writeColourMap(dir + "/" + file, halvesColourMap());
+        writeColourMap(dir + "/maps/skin" + strrchr(map, '.'), halvesColourMap());
         writeBytes(dir + "/quad.mtl", materialNaming(map));
         writeBytes(dir + "/quad.obj", texturedQuadObj("quad.mtl"));
         const std::string obj = "'" + dir + "/quad.obj' ", tiv = "'" + dir + "/quad.tiv' ";
