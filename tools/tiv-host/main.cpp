@@ -68,21 +68,27 @@ struct Options
 
 void usage(FILE* out)
 {
-    fprintf(out, "usage: tiv-host [--plugin BUNDLE.plugin|FOLDER] [--list] [--layer NAME]\n"
-                 "                [--model FILE.obj] [--not-3d] [--deny-suite NAME]...\n"
-                 "                [--caller TEXT] [--selector TEXT] [--exchange FOLDER]\n"
-                 "                [--wait SECONDS]\n"
-                 "Runs an automation plug-in bundle (default: the build's sandbox bundle; in a\n"
-                 "Plug-ins FOLDER, the first one the editor can load) on a document whose current\n"
-                 "layer is NAME (default \"Sphere\", a textured sphere), then prints what the\n"
-                 "plug-in asked and what it left in the exchange folder (default: the build's\n"
-                 "sandbox, laid out first where it is missing). --list only lists the plug-ins\n"
-                 "found, with their property lists. --wait: how long the sculpting application\n"
-                 "has to report (default 30 s).\n"
-                 "Exit status: 0 the sculpting application loaded the layer's mesh, or showed\n"
-                 "the not-a-3D-layer message for a layer that is not 3D; 1 the plug-in failed or\n"
-                 "the send stopped before that (the last line says where and why); 2 the\n"
-                 "plug-in cannot run or the model cannot be loaded.\n");
+    fprintf(out,
+            "usage: tiv-host [--plugin BUNDLE.plugin|FOLDER] [--list] [--layer NAME]\n"
+            "                [--model FILE.obj] [--not-3d] [--deny-suite NAME]...\n"
+            "                [--caller TEXT] [--selector TEXT] [--exchange FOLDER]\n"
+            "                [--wait SECONDS]\n"
+            "Runs an automation plug-in bundle (default: the build's sandbox bundle; in a\n"
+            "Plug-ins FOLDER, the first one the editor can load that works in the exchange\n"
+            "folder) on a document whose current layer is NAME (default \"Sphere\", a\n"
+            "textured sphere), then prints what the plug-in asked and what it left in the\n"
+            "exchange folder (default: the build's sandbox, laid out first where it is\n"
+            "missing), which must be the exchange root the bundle was built for. --list only\n"
+            "lists the plug-ins found, with their property lists and exchange roots.\n"
+            "--deny-suite: a suite the editor then refuses, by its name or its full name,\n"
+            "in any case; it offers %s.\n"
+            "--wait: how long the sculpting application has to report (default 30 s).\n"
+            "Exit status: 0 the sculpting application loaded the layer's mesh, or showed\n"
+            "the not-a-3D-layer message for a layer that is not 3D; 1 the plug-in failed or\n"
+            "the send stopped before that (the last line says where and why); 2 an argument\n"
+            "it cannot act on, a plug-in it cannot run or a model it cannot load (the last\n"
+            "line on stderr says which).\n",
+            HostSession::offeredSuiteNames().c_str());
 }
 
 // What a path given on the command line means, whatever the plug-in later
