@@ -283,6 +283,8 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
          0,
          {"export3DModel silently to " + s_project + "/.obj"},
          "tiv-host: sent; the sculpting application loaded .tiv (1986 vertices, 3968 faces)"},
+        // The editor writes where it is asked; the plug-in reads "b.obj" (a volume name cut off).
+        {"--layer a:b", 1, {}, stopped + "after the export: no " + s_project + "/a:b.tiv was"},
     };
     for (const Case& c : cases)
     {
@@ -298,4 +300,6 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
             EXPECT_FALSE(has(r.out, "acquired")) << r.out;
         }
     }
+    EXPECT_TRUE(std::filesystem::exists(s_project + "/a:b.obj") &&
+                !std::filesystem::exists(m_folder + "/b.obj"));
 }

@@ -1,5 +1,6 @@
 #include "HostModel.h"
 
+#include "HostPath.h"
 #include "HostTexture.h"
 #include "ReplaceFile.h"
 
@@ -268,15 +269,16 @@ bool exportModel(const HostModel& model, const std::string& objPath, HostExport&
                      3 * i + 3, 3 * i + 3);
         return out.flush();
     };
-    if (!replaceFile(objPath, writeObj))
+    if (!replaceFile(libraryPath(objPath), writeObj))
     {
         error = systemError(objPath);
         return false;
     }
-    if (!replaceFileWith(written.mtlPath, std::string("newmtl ") + material +
-                                              "\nKa 0.000000 0.000000 0.000000\n"
-                                              "Kd 1.000000 1.000000 1.000000\nmap_Kd " +
-                                              fileNameOf(written.texturePath) + "\n"))
+    if (!replaceFileWith(libraryPath(written.mtlPath),
+                         std::string("newmtl ") + material +
+                             "\nKa 0.000000 0.000000 0.000000\n"
+                             "Kd 1.000000 1.000000 1.000000\nmap_Kd " +
+                             fileNameOf(written.texturePath) + "\n"))
     {
         error = systemError(written.mtlPath);
         return false;

@@ -2,6 +2,7 @@
 
 #include "ColourMap.h"
 #include "HostModel.h"
+#include "HostPath.h"
 #include "ReplaceFile.h"
 
 #include <cerrno>
@@ -47,7 +48,7 @@ bool writeBmp(const std::string& path, const RgbImage& image)
     header[26] = 1;
     header[28] = 24;
     put32(34, pixelBytes);
-    return replaceFile(path,
+    return replaceFile(libraryPath(path),
                        [&](FILE* file)
                        {
                            if (fwrite(header, 1, sizeof(header), file) != sizeof(header))

@@ -1,5 +1,6 @@
 #include "SandboxLayout.h"
 
+#include "HostPath.h"
 #include "ReplaceFile.h"
 
 #include <cerrno>
@@ -26,7 +27,7 @@ bool writeWhole(const std::string& path, const std::string& bytes, fs::perms per
                 std::string& error)
 {
     const bool ok =
-        replaceFile(path,
+        replaceFile(libraryPath(path),
                     [&](FILE* file)
                     {
                         return fchmod(fileno(file), mode_t(perms)) == 0 &&

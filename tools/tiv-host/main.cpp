@@ -3,6 +3,7 @@
 // tells what the plug-in asked of it and what the run left in the exchange folder.
 
 #include "ExchangeWatch.h"
+#include "HostPath.h"
 #include "HostSession.h"
 #include "PlugInBundle.h"
 #include "SandboxLayout.h"
@@ -91,18 +92,6 @@ void usage(FILE* out)
             HostSession::offeredSuiteNames().c_str());
 }
 
-// What a path given on the command line means, whatever the plug-in later
-// does to the working folder: absolute, against the folder tiv-host started in.
-std::string absolutePath(const std::string& path)
-{
-    std::error_code ec;
-    fs::path absolute = path.empty() ? fs::path() : fs::absolute(path, ec).lexically_normal();
-    if (ec || absolute.empty()) return path;
-    if (!absolute.has_filename() && absolute != absolute.root_path())
-        absolute = absolute.parent_path();
-    return absolute.string();
-}
-
 // One line on stderr, the last one: what an argument should have been.
 bool badArgument(const std::string& what)
 {
@@ -165,6 +154,7 @@ bool parseOptions(int argc, char** argv, Options& options)
         }
         if (!ok) return false;
     }
+    // What the paths mean, whatever the plug-in later does to the working folder.
     options.plugin = absolutePath(options.plugin);
     options.model = absolutePath(options.model);
     options.exchange = absolutePath(options.exchange);
