@@ -10,14 +10,19 @@ TEST(HostTexture, ModelColourMapIsExportedAsTheEditorsBmp)
 {
     const std::string dir = testFolder();
     // The first material's map, options before its name skipped; relative
-    // names are taken from the OBJ's folder.
-    writeBytes(dir + "/m.mtl", "newmtl a\r\nKd 1 1 1\nnewmtl b\n  map_Kd -s 1 1 1 maps/b.png \n"
+    // names are taken from the OBJ's folder, with Windows' folder separators.
+    writeBytes(dir + "/m.mtl", "newmtl a\r\nKd 1 1 1\nnewmtl b\n  map_Kd -s 1 1 1 .\\maps\\b.png \n"
                                "newmtl c\nmap_Kd /abs/c.png\n");
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "b"), dir + "/maps/b.png");
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "c"), "/abs/c.png");
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", ""), dir + "/maps/b.png");
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "a"), "");
-    EXPECT_EQ(findColourMap(dir + "/x.obj", "none.mtl", "b"), "");
+    std::string why;
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "b", why), dir + "/maps/b.png");
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "c", why), "/abs/c.png");
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "", why), dir + "/maps/b.png");
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "m.mtl", "a", why), "");
+    EXPECT_EQ(why,
+              "the model's material file " + dir + "/m.mtl names no colour map (map_Kd) for \"a\"");
+    EXPECT_EQ(findColourMap(dir + "/x.obj", "none.mtl", "b", why), "");
+    EXPECT_EQ(why, "the model's material file " + dir +
+                       "/none.mtl cannot be read: No such file or directory");
 
     writeBytes(dir + "/quad.obj", "mtllib m.mtl\nusemtl b\nusemtl c\n" + texturedQuadObj("m.mtl"));
     HostModel model;
@@ -40,7 +45,7 @@ TEST(HostTexture, ModelColourMapIsExportedAsTheEditorsBmp)
     const std::string bmp = readBytes(written.texturePath);
     if (TIV_HAVE_STB)
     {
-        EXPECT_EQ(written.textureSource, model.colourMap);
+        EXPECT_TRUE(written.textureSource == model.colourMap && written.checkerReason.empty());
         EXPECT_EQ(bmp, bmpBytes(map));
     }
     else
@@ -50,10 +55,13 @@ TEST(HostTexture, ModelColourMapIsExportedAsTheEditorsBmp)
         EXPECT_EQ(bmp.substr(18, 8), le32(64) + le32(64));
     }
 
-    // A colour map that cannot be read gives the checker.
+    // A colour map that cannot be read gives the checker, and says why.
     model.colourMap = dir + "/maps/missing.png";
     ASSERT_TRUE(exportModel(model, dir + "/out/Layer.obj", written, error)) << error;
-    EXPECT_EQ(written.textureSource, "");
+    EXPECT_TRUE(written.textureSource.empty() &&
+                written.checkerReason.rfind(
+                    "the model's colour map " + model.colourMap + " cannot be read: ", 0) == 0)
+        << written.checkerReason;
     RgbImage checker;
     std::string message;
     if (TIV_HAVE_STB)

@@ -46,9 +46,12 @@ TEST(RenderPicture, TexturedQuadIsUprightInObjAndSentTiv)
     if (!TIV_HAVE_PNG || !TIV_HAVE_STB)
         GTEST_SKIP() << "built without libpng or stb_image (libpng-dev, libstb-dev): no textures";
     const std::string dir = testFolder();
-    for (const char* map : {"skin.bmp", "skin.png", "skin.jpg", "skin.tga"})
+    // Named as Windows programs name them too: ".\maps\skin.jpg".
+    std::filesystem::create_directory(dir + "/maps");
+    for (const char* map :
+         {"maps/skin.bmp", "maps\\skin.png", ".\\maps\\skin.jpg", "maps/skin.tga"})
     {
-        writeColourMap(dir + "/" + map, halvesColourMap());
+        writeColourMap(dir + "/maps/skin" + strrchr(map, '.'), halvesColourMap());
         writeBytes(dir + "/quad.mtl", materialNaming(map));
         writeBytes(dir + "/quad.obj", texturedQuadObj("quad.mtl"));
         const std::string obj = "'" + dir + "/quad.obj' ", tiv = "'" + dir + "/quad.tiv' ";

@@ -133,8 +133,7 @@ def test_layout(args):
 
 
 def host(args, *extra):
-    return run([args["tiv_host"], *extra, "--exchange", os.path.join(args["tmp"], "exchange"),
-                "--caller", "PS Other"])
+    return run([args["tiv_host"], *extra, "--caller", "PS Other"])
 
 
 def make_bundle(args, folder, name, *options, damage=None):
@@ -197,22 +196,29 @@ def test_refusals(args):
             check(("cannot use the plug-in %s: " % bundle) in r.stderr, name + ": bundle not named")
 
     # A Plug-ins folder: subfolders are scanned, "~" names skipped, others refused
-    # with their reason, and the first loadable one runs.
+    # with their reason, the product bundle (which works outside the build tree)
+    # passed over, and the first loadable one runs. Named, the product bundle is
+    # refused: it never sends where this editor looks.
     folder = os.path.join(args["tmp"], "Plug-ins")
+    product = os.path.join(folder, "Automate", "TivPhotoshopPlugIn.plugin")
+    shutil.copytree(os.path.join(args["plugins"], "TivPhotoshopPlugIn.plugin"), product)
     make_bundle(args, folder, "~Disabled", "--kind", "8BFM")
-    make_bundle(args, os.path.join(folder, "Automate"), "Good")
     make_bundle(args, os.path.join(folder, "Filters"), "Wrong", "--kind", "8BFM")
+    make_bundle(args, os.path.join(folder, "Other"), "Good")
     listed = host(args, "--plugin", folder, "--list")
-    check(listed.returncode == 0 and "2 bundles" in listed.stdout
+    check(listed.returncode == 0 and "3 bundles" in listed.stdout
           and 'name\'  "Good"' in listed.stdout and "~Disabled" not in listed.stdout
           and "skipped   %s/Filters/Wrong.plugin: its PiPL's kind" % folder in listed.stdout,
           "folder listing:\n" + listed.stdout + listed.stderr)
+    outside = "it writes to the exchange root %s" % args["product_root"]
     ran = host(args, "--plugin", folder)
-    check(ran.returncode == 1 and 'AutoPluginMain("PS Other"' in ran.stdout,
+    check(ran.returncode == 1 and 'AutoPluginMain("PS Other"' in ran.stdout
+          and "skipped   %s: %s, outside the build tree" % (product, outside) in ran.stdout
+          and "Good.plugin\n" in ran.stdout,
           "folder run:\n" + ran.stdout + ran.stderr)
-    empty = host(args, "--plugin", os.path.join(folder, "Filters"))
-    check(empty.returncode == 2 and "no automation plug-in" in empty.stderr,
-          "folder without a usable plug-in:\n" + empty.stderr)
+    named = host(args, "--plugin", product)
+    check(named.returncode == 2 and "tiv-host: cannot use the plug-in %s: %s, not to " % (
+        product, outside) in named.stderr, "product bundle named:\n" + named.stderr)
 
 
 def test_install(args):

@@ -33,16 +33,19 @@ protected:
             std::string("'") + TIV_CMAKE_COMMAND + "' -P '" + TIV_SANDBOX_LAYOUT + "' > /dev/null";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
         m_folder = testFolder();
+        std::filesystem::create_directory(m_folder + "/cwd");
 #endif
     }
 
-    // Sends the model as layer `layer`; the sculpting application's picture of it.
+    // Sends the model, named from the working folder m_folder/cwd, as layer
+    // `layer`; the sculpting application's picture of it.
     RgbImage send(const std::string& model, const std::string& layer)
     {
         std::filesystem::remove(s_summary);
-        CommandRun run = runCommand(std::string("'") + TIV_HOST_EXE + "' --layer " + layer +
-                                    " --model '" + model + "'");
+        CommandRun run = runCommand("cd '" + m_folder + "/cwd' && '" + TIV_HOST_EXE + "' --layer " +
+                                    layer + " --model '" + model + "'");
         EXPECT_EQ(run.status, 0) << run.out << run.err;
+        m_out = run.out;
         m_report = sandbox::waitForText(s_summary, [](const std::string& t) { return !t.empty(); });
         RgbImage picture;
         std::string message;
@@ -51,20 +54,22 @@ protected:
         return picture;
     }
 
-    std::string m_folder, m_report;
+    std::string m_folder, m_out, m_report;
 };
 
 TEST_F(TexturedSend, TextureArrivesTheRightWayUp)
 {
     if (!TIV_HAVE_STB) GTEST_SKIP() << "built without stb_image (libstb-dev): no textures to draw";
-    std::string message;
-    ASSERT_TRUE(writePng(m_folder + "/quad.png", halvesColourMap(), message)) << message;
-    writeBytes(m_folder + "/quad.mtl", materialNaming("quad.png"));
-    writeBytes(m_folder + "/quad.obj", texturedQuadObj("quad.mtl"));
+    // Named as a user names them: relative, through "..", with a ':' in a
+    // folder's name, and the colour map with Windows' folder separators.
+    writeBytes(m_folder + "/a:b/maps/quad.bmp", bmpBytes(halvesColourMap()));
+    writeBytes(m_folder + "/a:b/quad.mtl", materialNaming(".\\maps\\quad.bmp"));
+    writeBytes(m_folder + "/a:b/quad.obj", texturedQuadObj("quad.mtl"));
 
-    RgbImage picture = send(m_folder + "/quad.obj", "Quad");
+    RgbImage picture = send("../a:b/quad.obj", "Quad");
+    EXPECT_TRUE(has(m_out, "3D, " + m_folder + "/a:b/quad.obj, 2 triangles")) << m_out;
     EXPECT_TRUE(has(m_report, "texture: " + s_project + "/Quad_diffuse.bmp (found)")) << m_report;
-    EXPECT_FALSE(has(m_report, "not drawn")) << m_report;
+    EXPECT_FALSE(has(m_out, "checker") || has(m_report, "not drawn")) << m_out << m_report;
     EXPECT_EQ(hueAt(picture, 0.15, 0.15), Hue::green);
     EXPECT_EQ(hueAt(picture, 0.8, 0.2), Hue::red);
     EXPECT_EQ(hueAt(picture, 0.5, 0.8), Hue::blue);
@@ -94,7 +99,7 @@ TEST_F(TexturedSend, ModelStandsAsInTheEditor)
     box(1, 3, 0, 3, 4, 2);
     writeBytes(m_folder + "/ell.obj", obj);
 
-    RgbImage picture = send(m_folder + "/ell.obj", "Ell");
+    RgbImage picture = send("../ell.obj", "Ell");
     QDTivMesh mesh;
     ASSERT_TRUE(QDObjImport().importTivMesh((m_folder + "/ell.obj").c_str(), mesh, true));
     RgbImage front;

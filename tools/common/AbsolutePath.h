@@ -11,14 +11,17 @@
 #include <string>
 #include <system_error>
 
-// `path` against the working folder, without "." and ".." steps; as it is
-// when the working folder cannot be had.
+// `path` against the working folder, without "." and ".." steps and without
+// a trailing '/'; as it is when the working folder cannot be had.
 inline std::string absolutePath(const std::string& path)
 {
     std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    if (error || path.empty()) return path;
-    return absolute.lexically_normal().string();
+    if (path.empty()) return path;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
+    if (error) return path;
+    if (!absolute.has_filename() && absolute != absolute.root_path())
+        absolute = absolute.parent_path();
+    return absolute.string();
 }
 
 // absolutePath(path) for the library's file services (QDString paths).

@@ -13,7 +13,8 @@ class QDTivMesh;
 constexpr int s_maxColourMapSize = 8192;
 
 // The file a mesh's texture name means: a relative name is taken from the
-// folder of the mesh file, an absolute one as it is.
+// folder of the mesh file, an absolute one as it is; a backslash separates
+// folders as a slash does.
 std::string colourMapPath(const std::string& meshPath, const std::string& textureName);
 
 // A BMP (24-bit as the editor writes it, and the other kinds), PNG, JPEG or

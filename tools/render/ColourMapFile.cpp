@@ -7,6 +7,7 @@
 #include "ColourMap.h"
 #include "QDTivMesh.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -29,9 +30,15 @@ static_assert(STBI_MAX_DIMENSIONS == s_maxColourMapSize, "one limit for colour m
 
 std::string colourMapPath(const std::string& meshPath, const std::string& textureName)
 {
-    if (textureName.empty() || textureName[0] == '/') return textureName;
+    // Material files written on Windows separate folders with backslashes
+    // (".\maps\skin.jpg"); the exchange's own .tiv writer turns them into slashes.
+    std::string name = textureName;
+    std::replace(name.begin(), name.end(), '\\', '/');
+    while (name.compare(0, 2, "./") == 0)
+        name.erase(0, 2);
+    if (name.empty() || name[0] == '/') return name;
     const size_t slash = meshPath.rfind('/');
-    return slash == std::string::npos ? textureName : meshPath.substr(0, slash + 1) + textureName;
+    return slash == std::string::npos ? name : meshPath.substr(0, slash + 1) + name;
 }
 
 #if TIV_HAVE_STB

@@ -234,6 +234,8 @@ PIOSErr HostSession::Impl::exportLayer(const PIActionDescriptorData& request, in
              std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     event(what + ": wrote " + std::to_string(written.faceCount) + " triangles in " + seconds +
           ", with " + name(written.mtlPath) + " and " + name(written.texturePath));
+    if (!written.checkerReason.empty())
+        event("the texture written is a checker: " + written.checkerReason);
     return 0;
 }
 

@@ -1,5 +1,6 @@
 #include "HostModel.h"
 
+#include "AbsolutePath.h"
 #include "HostTexture.h"
 #include "ReplaceFile.h"
 
@@ -219,7 +220,7 @@ bool readObjModel(const std::string& path, HostModel& model, std::string& error)
         error = path + ": no face";
         return false;
     }
-    model.colourMap = findColourMap(path, mtlName, material);
+    model.colourMap = findColourMap(path, mtlName, material, model.colourMapMissing);
     if (missingUV)
     {
         uint32_t origin = uint32_t(model.uvs.size());
@@ -273,15 +274,16 @@ bool exportModel(const HostModel& model, const std::string& objPath, HostExport&
         error = systemError(objPath);
         return false;
     }
-    if (!replaceFileWith(written.mtlPath, std::string("newmtl ") + material +
-                                              "\nKa 0.000000 0.000000 0.000000\n"
-                                              "Kd 1.000000 1.000000 1.000000\nmap_Kd " +
-                                              fileNameOf(written.texturePath) + "\n"))
+    if (!replaceFileWith(written.mtlPath,
+                         std::string("newmtl ") + material +
+                             "\nKa 0.000000 0.000000 0.000000\n"
+                             "Kd 1.000000 1.000000 1.000000\nmap_Kd " +
+                             fileNameOf(written.texturePath) + "\n"))
     {
         error = systemError(written.mtlPath);
         return false;
     }
-    if (!writeHostTexture(model, written.texturePath, written.textureSource))
+    if (!writeHostTexture(model, written.texturePath, written.textureSource, written.checkerReason))
     {
         error = systemError(written.texturePath);
         return false;

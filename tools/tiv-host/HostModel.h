@@ -19,8 +19,10 @@ struct HostModel
     std::vector<std::array<float, 2>> uvs;
     std::vector<std::array<HostCorner, 3>> triangles;
     // The image the model's material names as its colour map, empty for none:
-    // the export writes it as the layer's texture.
+    // the export writes it as the layer's texture. For a model read from a
+    // file without one, why it has none.
     std::string colourMap;
+    std::string colourMapMissing;
 };
 
 // The layer every run starts with unless told otherwise: a closed, textured
@@ -42,6 +44,7 @@ struct HostExport
     std::string mtlPath;
     std::string texturePath;
     std::string textureSource; // the model's colour map, empty when it is the checker
+    std::string checkerReason; // why a model read from a file got the checker
     size_t faceCount = 0;
 };
 

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 
 namespace
 {
@@ -222,6 +223,26 @@ void HostSession::denySuite(const std::string& name)
 {
     m_impl->denied.insert(name);
 }
+std::string HostSession::offeredSuite(const std::string& name)
+{
+    auto same = [&name](const std::string& text) {
+        return text.size() == name.size() &&
+               strncasecmp(text.c_str(), name.c_str(), text.size()) == 0;
+    };
+    for (const SuiteOffer& offer : s_offers)
+        if (same(offer.name) || same(offer.label) || same(std::string(offer.label) + " suite"))
+            return offer.name;
+    return "";
+}
+
+std::string HostSession::offeredSuiteNames()
+{
+    std::string names;
+    for (const SuiteOffer& offer : s_offers)
+        names += (names.empty() ? "" : ", ") + std::string(offer.label);
+    return names;
+}
+
 void HostSession::offerEverySuite()
 {
     m_impl->offerAll = true;

@@ -56,6 +56,13 @@ public:
 
     // The named suite is refused, as if this editor did not offer it.
     void denySuite(const std::string& name);
+    // The registry name of a suite this editor offers, named by its short name
+    // ("Handle", "Action Reference"), that name and "Suite", or its registry
+    // name ("Photoshop Handle Suite for Plug-ins"), in any case; empty when it
+    // offers no such suite.
+    static std::string offeredSuite(const std::string& name);
+    // The short names of the suites offered, for a message.
+    static std::string offeredSuiteNames();
     // Any other suite is handed out as an inert table, so that tests can
     // acquire suites that have no procedures here.
     void offerEverySuite();

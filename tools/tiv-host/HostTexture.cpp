@@ -2,8 +2,11 @@
 
 #include "ColourMap.h"
 #include "HostModel.h"
+#include "AbsolutePath.h"
 #include "ReplaceFile.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 
 namespace
@@ -80,10 +83,21 @@ RgbImage checker()
 } // namespace
 
 std::string findColourMap(const std::string& objPath, const std::string& mtlName,
-                          const std::string& material)
+                          const std::string& material, std::string& why)
 {
-    if (mtlName.empty()) return "";
-    std::ifstream in(colourMapPath(objPath, mtlName), std::ios::binary);
+    why.clear();
+    if (mtlName.empty())
+    {
+        why = "the model names no material file (mtllib)";
+        return "";
+    }
+    const std::string mtlPath = colourMapPath(objPath, mtlName);
+    std::ifstream in(mtlPath, std::ios::binary);
+    if (!in)
+    {
+        why = "the model's material file " + mtlPath + " cannot be read: " + strerror(errno);
+        return "";
+    }
     std::string line, current;
     while (std::getline(in, line))
     {
@@ -96,18 +110,26 @@ std::string findColourMap(const std::string& objPath, const std::string& mtlName
                  !mapName(rest).empty())
             return colourMapPath(objPath, mapName(rest));
     }
+    why = "the model's material file " + mtlPath + " names no colour map (map_Kd)" +
+          (material.empty() ? "" : " for \"" + material + "\"");
     return "";
 }
 
-bool writeHostTexture(const HostModel& model, const std::string& path, std::string& source)
+bool writeHostTexture(const HostModel& model, const std::string& path, std::string& source,
+                      std::string& why)
 {
     RgbImage map;
     std::string reason;
     source.clear();
-    if (!model.colourMap.empty() && readColourMap(model.colourMap, map, reason))
+    why = model.colourMapMissing;
+    if (!model.colourMap.empty())
     {
-        source = model.colourMap;
-        return writeBmp(path, map);
+        if (readColourMap(model.colourMap, map, reason))
+        {
+            source = model.colourMap;
+            return writeBmp(path, map);
+        }
+        why = "the model's colour map " + model.colourMap + " cannot be read: " + reason;
     }
     return writeBmp(path, checker());
 }

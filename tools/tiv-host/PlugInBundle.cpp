@@ -241,7 +241,8 @@ bool readResource(const std::string& file, uint32_t type, int16_t& id, std::stri
         }
         size_t at = size_t(mapOffset + reference);
         uint64_t offset = u32(file, at + 4) & 0xFFFFFF;
-        if (offset + 4 > dataLength || offset + 4 + u32(file, size_t(dataOffset + offset)) > dataLength)
+        if (offset + 4 > dataLength ||
+            offset + 4 + u32(file, size_t(dataOffset + offset)) > dataLength)
         {
             error = "a resource runs past the data area";
             return false;
@@ -352,7 +353,45 @@ bool examineBundle(const std::string& path, PlugInBundle& bundle, std::string& r
                  codeText(hostCodeKey()) + ")";
         return false;
     }
+    bundle.exchangeRoot = exchangeRootOf(bundle.executable);
     return true;
+}
+
+std::string exchangeRootOf(const std::string& executable)
+{
+    // The exchange units build the log file's path as one literal from the
+    // root they are compiled with, so the code holds it whole.
+    static const std::string s_logFile =
+        std::string("/TivProjects/Default/Tiv_PhotoshopPlugin.txt") + '\0';
+    const size_t longestRoot = 4096;
+    FILE* in = fopen(executable.c_str(), "rb");
+    if (in == nullptr) return "";
+    std::string window, chunk(1 << 20, '\0');
+    bool cut = false; // the window no longer starts at the file's start
+    size_t got = 0;
+    std::string root;
+    while (root.empty() && (got = fread(&chunk[0], 1, chunk.size(), in)) > 0)
+    {
+        window.append(chunk, 0, got);
+        for (size_t at = window.find(s_logFile); at != std::string::npos && root.empty();
+             at = window.find(s_logFile, at + 1))
+        {
+            size_t start = at == 0 ? std::string::npos : window.rfind('\0', at - 1);
+            if (start == std::string::npos && cut) continue;
+            start = start == std::string::npos ? 0 : start + 1;
+            std::string candidate = window.substr(start, at - start);
+            if (!candidate.empty() && candidate[0] == '/' && candidate.size() <= longestRoot)
+                root = candidate;
+        }
+        const size_t keep = longestRoot + s_logFile.size();
+        if (window.size() > keep)
+        {
+            window.erase(0, window.size() - keep);
+            cut = true;
+        }
+    }
+    fclose(in);
+    return root;
 }
 
 std::vector<std::string> findBundles(const std::string& folder)

@@ -3,6 +3,7 @@
 // tells what the plug-in asked of it and what the run left in the exchange folder.
 
 #include "ExchangeWatch.h"
+#include "AbsolutePath.h"
 #include "HostSession.h"
 #include "PlugInBundle.h"
 #include "SandboxLayout.h"
@@ -27,6 +28,10 @@
 #endif
 #ifndef TIV_SANDBOX_ROOT
 #define TIV_SANDBOX_ROOT ""
+#endif
+// A folder scan runs only plug-ins that work inside the build tree.
+#ifndef TIV_BUILD_TREE
+#define TIV_BUILD_TREE ""
 #endif
 // What goes into the build's sandbox: the stand-ins, this editor, the scripts.
 #ifndef TIV_MORVEL_STANDIN
@@ -64,74 +69,95 @@ struct Options
 
 void usage(FILE* out)
 {
-    fprintf(out, "usage: tiv-host [--plugin BUNDLE.plugin|FOLDER] [--list] [--layer NAME]\n"
-                 "                [--model FILE.obj] [--not-3d] [--deny-suite NAME]...\n"
-                 "                [--caller TEXT] [--selector TEXT] [--exchange FOLDER]\n"
-                 "                [--wait SECONDS]\n"
-                 "Runs an automation plug-in bundle (default: the build's sandbox bundle; in a\n"
-                 "Plug-ins FOLDER, the first one the editor can load) on a document whose current\n"
-                 "layer is NAME (default \"Sphere\", a textured sphere), then prints what the\n"
-                 "plug-in asked and what it left in the exchange folder (default: the build's\n"
-                 "sandbox, laid out first where it is missing). --list only lists the plug-ins\n"
-                 "found, with their property lists. --wait: how long the sculpting application\n"
-                 "has to report (default 30 s).\n"
-                 "Exit status: 0 the sculpting application loaded the layer's mesh, or showed\n"
-                 "the not-a-3D-layer message for a layer that is not 3D; 1 the plug-in failed or\n"
-                 "the send stopped before that (the last line says where and why); 2 the\n"
-                 "plug-in cannot run or the model cannot be loaded.\n");
+    fprintf(out,
+            "usage: tiv-host [--plugin BUNDLE.plugin|FOLDER] [--list] [--layer NAME]\n"
+            "                [--model FILE.obj] [--not-3d] [--deny-suite NAME]...\n"
+            "                [--caller TEXT] [--selector TEXT] [--exchange FOLDER]\n"
+            "                [--wait SECONDS]\n"
+            "Runs an automation plug-in bundle (default: the build's sandbox bundle; in a\n"
+            "Plug-ins FOLDER, the first one the editor can load that works in the exchange\n"
+            "folder) on a document whose current layer is NAME (default \"Sphere\", a\n"
+            "textured sphere), then prints what the plug-in asked and what it left in the\n"
+            "exchange folder (default: the build's sandbox, laid out first where it is\n"
+            "missing), which must be the exchange root the bundle was built for. --list only\n"
+            "lists the plug-ins found, with their property lists and exchange roots.\n"
+            "--deny-suite: a suite the editor then refuses, by its name or its full name,\n"
+            "in any case; it offers %s.\n"
+            "--wait: how long the sculpting application has to report (default 30 s).\n"
+            "Exit status: 0 the sculpting application loaded the layer's mesh, or showed\n"
+            "the not-a-3D-layer message for a layer that is not 3D; 1 the plug-in failed or\n"
+            "the send stopped before that (the last line says where and why); 2 an argument\n"
+            "it cannot act on, a plug-in it cannot run or a model it cannot load (the last\n"
+            "line on stderr says which).\n",
+            HostSession::offeredSuiteNames().c_str());
+}
+
+// One line on stderr, the last one: what an argument should have been.
+bool badArgument(const std::string& what)
+{
+    fprintf(stderr, "tiv-host: %s\n", what.c_str());
+    return false;
 }
 
 bool parseOptions(int argc, char** argv, Options& options)
 {
+    const std::string suites = "a suite this editor offers, by its name or its full name, in "
+                               "any case: " +
+                               HostSession::offeredSuiteNames();
+    const std::string seconds = "a whole number of seconds, 0 or more (at most 3600)";
     for (int i = 1; i < argc; ++i)
     {
-        std::string arg = argv[i];
-        auto value = [&](std::string& into)
+        const std::string arg = argv[i];
+        std::string given;
+        // The option's value, or false when it has none; `takes` says what it takes.
+        auto value = [&](std::string& into, const std::string& takes)
         {
-            if (i + 1 >= argc) return false;
+            if (i + 1 >= argc) return badArgument(arg + " takes " + takes);
             into = argv[++i];
             return true;
         };
-        std::string denied;
+        auto refuse = [&](const std::string& takes)
+        { return badArgument(arg + " takes " + takes + "; not \"" + given + "\""); };
         bool ok = true;
         if (arg == "--plugin")
-            ok = value(options.plugin);
+            ok = value(options.plugin, "a .plugin bundle or a Plug-ins folder");
         else if (arg == "--layer")
-            ok = value(options.layer);
+            ok = value(options.layer, "a layer name");
         else if (arg == "--model")
-            ok = value(options.model);
+            ok = value(options.model, "an OBJ file");
         else if (arg == "--not-3d")
             options.notA3DLayer = true;
         else if (arg == "--list")
             options.listOnly = true;
-        else if (arg == "--deny-suite")
+        else if (arg == "--deny-suite" && (ok = value(given, suites)))
         {
-            ok = value(denied);
-            options.deniedSuites.push_back(denied);
+            options.deniedSuites.push_back(HostSession::offeredSuite(given));
+            if (options.deniedSuites.back().empty()) ok = refuse(suites);
         }
         else if (arg == "--caller")
-            ok = value(options.caller);
+            ok = value(options.caller, "a text");
         else if (arg == "--selector")
-            ok = value(options.selector);
+            ok = value(options.selector, "a text");
         else if (arg == "--exchange")
-            ok = value(options.exchange);
-        else if (arg == "--wait")
+            ok = value(options.exchange, "a folder");
+        else if (arg == "--wait" && (ok = value(given, seconds)))
         {
-            std::string seconds;
             char* end = nullptr;
-            ok = value(seconds);
-            long n = ok ? strtol(seconds.c_str(), &end, 10) : -1;
-            ok = ok && !seconds.empty() && *end == 0 && n >= 0 && n <= 3600;
+            const long n = strtol(given.c_str(), &end, 10);
+            if (given.empty() || *end != 0 || n < 0 || n > 3600) ok = refuse(seconds);
             options.waitSeconds = int(n);
         }
-        else
-            ok = false;
-        if (!ok)
+        else if (ok)
         {
-            fprintf(stderr, "tiv-host: bad argument: %s\n", arg.c_str());
-            return false;
+            usage(stderr);
+            ok = badArgument("unknown option: " + arg);
         }
+        if (!ok) return false;
     }
+    // What the paths mean, whatever the plug-in later does to the working folder.
+    options.plugin = absolutePath(options.plugin);
+    options.model = absolutePath(options.model);
+    options.exchange = absolutePath(options.exchange);
     return true;
 }
 
@@ -150,6 +176,37 @@ struct LoadedPlugIn
     EntryPoint entry = nullptr;
 };
 
+// The same folder, also when one of the names goes through a link.
+bool sameFolder(const std::string& a, const std::string& b)
+{
+    std::error_code ec;
+    return fs::path(a).lexically_normal() == fs::path(b).lexically_normal() ||
+           fs::equivalent(a, b, ec);
+}
+
+bool insideBuildTree(const std::string& path)
+{
+    std::error_code ec;
+    const fs::path tree = fs::weakly_canonical(TIV_BUILD_TREE, ec);
+    if (std::string(TIV_BUILD_TREE).empty() || ec) return false;
+    const fs::path inside = fs::weakly_canonical(path, ec).lexically_relative(tree);
+    return !ec && !inside.empty() && *inside.begin() != "..";
+}
+
+// Why the editor does not run a plug-in it could load: followed in another
+// folder than the one it writes to, a send would seem to leave nothing. A
+// folder scan also passes over plug-ins that work outside the build tree (the
+// product bundle works in the user's own exchange folder) or name no root.
+std::string notToRunHere(const PlugInBundle& bundle, const std::string& exchange, bool scanned)
+{
+    const std::string& root = bundle.exchangeRoot;
+    if (root.empty()) return scanned ? "its code names no exchange root" : "";
+    const std::string writes = "it writes to the exchange root " + root;
+    if (scanned && !insideBuildTree(root)) return writes + ", outside the build tree";
+    if (!sameFolder(root, exchange)) return writes + ", not to " + exchange;
+    return "";
+}
+
 void printPlugIn(const PlugInBundle& bundle)
 {
     printf("  plug-in   %s\n", bundle.path.c_str());
@@ -157,6 +214,11 @@ void printPlugIn(const PlugInBundle& bundle)
     std::string line;
     while (std::getline(lines, line))
         printf("            %s\n", line.c_str());
+    if (bundle.exchangeRoot.empty())
+        printf("            its code names no exchange root\n");
+    else
+        printf("            writes to the exchange root %s%s\n", bundle.exchangeRoot.c_str(),
+               insideBuildTree(bundle.exchangeRoot) ? "" : ", outside the build tree");
 }
 
 // Loads the bundle's executable and finds the entry point its PiPL names.
@@ -208,7 +270,9 @@ int choosePlugIn(const Options& options, LoadedPlugIn& plugIn)
         bool ok = examineBundle(candidate, bundle, reason);
         if (ok && options.listOnly)
             printPlugIn(bundle);
-        else if (ok && usable == 0)
+        else if (ok)
+            ok = (reason = notToRunHere(bundle, options.exchange, !isBundle)).empty();
+        if (ok && !options.listOnly && usable == 0)
         {
             plugIn.bundle = bundle;
             ok = load(plugIn, reason);
@@ -240,7 +304,9 @@ int choosePlugIn(const Options& options, LoadedPlugIn& plugIn)
 void layOutOwnSandbox(const Options& options)
 {
     std::string root = TIV_SANDBOX_ROOT;
-    if (root.empty() || options.exchange != root || std::string(TIV_MORVEL_STANDIN).empty()) return;
+    if (root.empty() || !sameFolder(options.exchange, root) ||
+        std::string(TIV_MORVEL_STANDIN).empty())
+        return;
     SandboxParts parts;
     parts.root = root;
     parts.applications = fs::path(root).parent_path().string() + "/Applications";
@@ -330,11 +396,7 @@ int runEditor(int argc, char** argv, bool& sendStarted)
             usage(stdout);
             return 0;
         }
-    if (!parseOptions(argc, argv, options))
-    {
-        usage(stderr);
-        return 2;
-    }
+    if (!parseOptions(argc, argv, options)) return 2;
 
     LoadedPlugIn plugIn;
     if (int status = choosePlugIn(options, plugIn)) return status;
