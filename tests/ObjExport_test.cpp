@@ -117,8 +117,7 @@ TEST(ObjExport, TextureCoordinatesAndDefaultMaterial)
     EXPECT_EQ(readBytes(dir + "/two.mtl"), "newmtl defaultMat\n");
     // An MTL that cannot be created is skipped with its mtllib line.
     std::filesystem::create_directory(dir + "/blocked.mtl");
-    EXPECT_EQ(exported(mesh, dir + "/blocked.obj", false, true, true).find("mtllib"),
-              std::string::npos);
+    EXPECT_FALSE(has(exported(mesh, dir + "/blocked.obj", false, true, true), "mtllib"));
     // Index caches that do not cover every corner mean no texture coordinates.
     mesh.m_cornerUVIndices.resize(4);
     EXPECT_EQ(exported(mesh, dir + "/partial.obj", false, false), s_plain);
@@ -152,9 +151,8 @@ TEST(ObjExport, GroupsOpenMaterialsAndReplaceTheDefaultFile)
     damaged.m_faceGroups.push_back(0);
     for (int i : {2147483647, 0, 0, 0})
         damaged.m_faceVertexIndices.push_back(i);
-    EXPECT_NE(exported(damaged, dir + "/d.obj", true, false)
-                  .find("usemtl Mat0\nf 1 3 4\nf 2147483648 1 1 1\n"),
-              std::string::npos);
+    EXPECT_TRUE(has(exported(damaged, dir + "/d.obj", true, false),
+                    "usemtl Mat0\nf 1 3 4\nf 2147483648 1 1 1\n"));
     EXPECT_EQ(readBytes(dir + "/d.mtl"),
               "newmtl Mat0\nKd 1.0 1.0 1.0\nnewmtl Mat65535\nKd 1.0 1.0 1.0\n");
 }

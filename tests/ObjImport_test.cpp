@@ -9,11 +9,6 @@
 
 namespace
 {
-std::vector<int> values(const QDArray<int>& a)
-{
-    return std::vector<int>(a.begin(), a.end());
-}
-
 // Writes head.obj (and head.mtl when given) into a fresh folder and imports it.
 bool importText(const std::string& obj, QDTivMesh& mesh,
                 unsigned long bufferSize = QDObjImport::s_readBufferSize,

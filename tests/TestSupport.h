@@ -44,6 +44,17 @@ inline void writeBytes(const std::string& path, const std::string& bytes)
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
 
+inline bool has(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+// Every failure a tool reports is one line naming what went wrong.
+inline bool oneLine(const std::string& text, const std::string& part = "")
+{
+    return !text.empty() && text.find('\n') == text.size() - 1 && has(text, part);
+}
+
 inline std::string readBytes(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);

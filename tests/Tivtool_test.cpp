@@ -8,13 +8,6 @@
 
 namespace
 {
-// Every failure is told in one line naming what went wrong.
-bool oneLine(const std::string& text, const std::string& part = "")
-{
-    return !text.empty() && text.find('\n') == text.size() - 1 &&
-           text.find(part) != std::string::npos;
-}
-
 // A quad and a triangle over seven positions, two of which repeat.
 std::string writeCube(const std::string& dir)
 {
@@ -42,7 +35,7 @@ TEST(Tivtool, UsageErrorsAndInfo)
 {
     CommandRun help = tivtool("--help");
     EXPECT_EQ(help.status, 0);
-    EXPECT_NE(help.out.find("tivtool convert IN OUT [--weld] [--flip]"), std::string::npos);
+    EXPECT_TRUE(has(help.out, "tivtool convert IN OUT [--weld] [--flip]"));
     for (const char* arguments : {"",
                                   "info",
                                   "info a.obj b.obj",
@@ -74,11 +67,11 @@ TEST(Tivtool, UsageErrorsAndInfo)
     const std::string dir = testFolder();
     CommandRun run = tivtool("info " + writeCube(dir));
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("vertices:     7\nfaces:        2 (1 triangles, 1 quads)\n"
-                           "corners:      7 (8 slots)\ncorner UVs:   7 (8 slots)\nunique UVs:   4\n"
-                           "face groups:  0\ntexture:      skin.png\n"
-                           "bounding box: (0, 0, 0) to (1, 1, 2)\nfindings:     0\n"),
-              std::string::npos)
+    EXPECT_TRUE(has(run.out,
+                    "vertices:     7\nfaces:        2 (1 triangles, 1 quads)\n"
+                    "corners:      7 (8 slots)\ncorner UVs:   7 (8 slots)\nunique UVs:   4\n"
+                    "face groups:  0\ntexture:      skin.png\n"
+                    "bounding box: (0, 0, 0) to (1, 1, 2)\nfindings:     0\n"))
         << run.out;
     writeBytes(dir + "/bad.tiv", "Tiva and more than thirty-two bytes of something");
     for (const std::string& file : {dir + "/missing.obj", dir + "/bad.tiv"})
@@ -203,7 +196,7 @@ TEST(Tivtool, CompareTellsWhatChanged)
     {
         std::string files[2] = {c.a, c.b};
         for (std::string& file : files)
-            if (file.find('\n') != std::string::npos)
+            if (has(file, "\n"))
             {
                 writeBytes(dir + "/" + std::to_string(n) + ".obj", file);
                 file = std::to_string(n++) + ".obj";
@@ -214,7 +207,7 @@ TEST(Tivtool, CompareTellsWhatChanged)
         EXPECT_EQ(run.status, c.status) << files[0] << " " << files[1] << "\n"
                                         << run.out << run.err;
         for (const std::string& part : c.shown)
-            EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+            EXPECT_TRUE(has(text, part)) << part << "\n" << text;
     }
 
     // Pictures of B: the moved quad in the colour of the largest move, over a
@@ -455,15 +448,14 @@ TEST(Tivtool, FindingsAreSaidAndChecked)
         all += " '" + path + "'";
         CommandRun run = tivtool("check '" + path + "'");
         EXPECT_EQ(run.status, c.said.empty() ? 0 : 1) << c.file << run.err;
-        EXPECT_NE(run.out.find(c.said.empty() ? ": no findings\n" : " finding"), std::string::npos)
-            << run.out;
+        EXPECT_TRUE(has(run.out, c.said.empty() ? ": no findings\n" : " finding")) << run.out;
         // The same lines on stderr of the other commands; info counts them.
         CommandRun info = tivtool("info '" + path + "'");
-        EXPECT_NE(info.out.find("findings:     "), std::string::npos) << c.file;
+        EXPECT_TRUE(has(info.out, "findings:     ")) << c.file;
         for (const std::string& said : c.said)
         {
-            EXPECT_NE(run.out.find(dir + "/" + said), std::string::npos) << said << run.out;
-            EXPECT_NE(info.err.find("tivtool: " + dir + "/" + said), std::string::npos) << said;
+            EXPECT_TRUE(has(run.out, dir + "/" + said)) << said << run.out;
+            EXPECT_TRUE(has(info.err, "tivtool: " + dir + "/" + said)) << said;
         }
         if (QDString(c.file).endsWith(".tiv")) continue;
         // convert writes what the plug-in's own import reads.
@@ -477,19 +469,16 @@ TEST(Tivtool, FindingsAreSaidAndChecked)
     // One file with findings makes 1, one that cannot be read 2, in text and JSON.
     CommandRun run = tivtool("check" + all + " --json");
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.out.find("\"relative_index\": 1, \"vertex_index_outside\": 1"),
-              std::string::npos);
-    EXPECT_NE(run.out.find("{\"kind\": \"uv_index_outside\", \"line\": 6, \"faces\": 1,"),
-              std::string::npos);
+    EXPECT_TRUE(has(run.out, "\"relative_index\": 1, \"vertex_index_outside\": 1"));
+    EXPECT_TRUE(has(run.out, "{\"kind\": \"uv_index_outside\", \"line\": 6, \"faces\": 1,"));
     run = tivtool("check '" + dir + "/clean.obj' '" + dir + "/missing.obj' --json");
     EXPECT_EQ(run.status, 2);
     EXPECT_TRUE(oneLine(run.err, "missing.obj: No such file or directory")) << run.err;
-    EXPECT_NE(run.out.find("\"error\": \"No such file or directory\"}"), std::string::npos);
+    EXPECT_TRUE(has(run.out, "\"error\": \"No such file or directory\"}"));
 
     // A picture of faces that all point past the vertices says so.
     run = tivtool("render '" + dir + "/relative.obj' '" + dir + "/relative.png'");
-    EXPECT_NE(run.err.find("nothing to draw: every face points outside the mesh's 4 vertices\n"),
-              std::string::npos)
+    EXPECT_TRUE(has(run.err, "nothing to draw: every face points outside the mesh's 4 vertices\n"))
         << run.err;
 }
 
@@ -540,11 +529,9 @@ TEST(Tivtool, PathsAreTakenFromTheWorkingFolder)
     std::filesystem::copy_file(work + "/out/e:f.tiv", object + ".tiv");
     runCommand("cd '" + root + "' && ../Apps/Morvel TivApps/Photoshop/Tiv_LoadTextures.mvs");
     const std::string summary = readBytes(dir + "/Apps/Morvel_Summary.txt");
-    EXPECT_NE(summary.find("a:b.tiv: 7 vertices, 2 faces (1 triangles, 1 quads), 7 corner UVs (8 "
-                           "slots)\n"),
-              std::string::npos)
+    EXPECT_TRUE(has(summary, "a:b.tiv: 7 vertices, 2 faces (1 triangles, 1 quads), 7 corner UVs (8 "
+                             "slots)\n"))
         << summary;
-    EXPECT_EQ(summary.find("picture: " + object + ".png\n") != std::string::npos, TIV_HAVE_PNG)
-        << summary;
+    EXPECT_EQ(has(summary, "picture: " + object + ".png\n"), TIV_HAVE_PNG) << summary;
 #endif
 }

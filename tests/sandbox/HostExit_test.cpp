@@ -17,23 +17,6 @@ const std::string s_project = s_root + "/TivProjects/Default";
 const std::string s_config = s_root + "/TivMorvel/Tiv_Config.txt";
 const std::string s_stopped = "tiv-host: the send stopped ";
 
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-CommandRun host(const std::string& arguments, const std::string& limit = "")
-{
-    std::string command = "'" + std::string(TIV_HOST_EXE) + "' " + arguments;
-    if (!limit.empty()) command = "ulimit -v " + limit + " && exec " + command;
-    return runCommand(command);
-}
-
-std::string lastLineOf(const CommandRun& r)
-{
-    return sandbox::lastLine(r.out);
-}
-
 // A bundle that launches nothing, or that never reports.
 std::string application(const std::string& folder, const char* name, bool present)
 {
@@ -50,13 +33,14 @@ std::string application(const std::string& folder, const char* name, bool presen
 TEST(HostExit, PlainBuildSendsAndTheSandboxIsMadeWhereMissing)
 {
     fs::remove_all(s_sandbox);
-    CommandRun r = host("");
+    CommandRun r = sandbox::tivHost("");
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_TRUE(has(r.out, "sandbox   laid out Quendaric/TivMorvel/Tiv_Config.txt\n") &&
                 has(r.out, "sandbox   laid out Applications/Morvel.app/Contents/MacOS/Morvel\n"))
         << r.out;
-    EXPECT_EQ(lastLineOf(r), "tiv-host: sent; the sculpting application loaded Sphere.tiv (1986 "
-                             "vertices, 3968 faces)");
+    EXPECT_EQ(sandbox::lastLine(r.out),
+              "tiv-host: sent; the sculpting application loaded Sphere.tiv (1986 "
+              "vertices, 3968 faces)");
 
     // A stand-in that is not the build's is replaced; the rest stays. (Renamed
     // into place: the one that just reported may still be exiting, and a
@@ -64,13 +48,14 @@ TEST(HostExit, PlainBuildSendsAndTheSandboxIsMadeWhereMissing)
     const std::string morvel = s_sandbox + "/Applications/Morvel.app/Contents/MacOS/Morvel";
     writeBytes(morvel + ".old", "#!/bin/sh\n");
     fs::rename(morvel + ".old", morvel);
-    r = host("--not-3d --layer Background");
+    r = sandbox::tivHost("--not-3d --layer Background");
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_TRUE(has(r.out, "sandbox   laid out Applications/Morvel.app/Contents/MacOS/Morvel\n"));
     EXPECT_EQ(r.out.find("laid out"), r.out.rfind("laid out")) << r.out;
-    EXPECT_EQ(lastLineOf(r), "tiv-host: nothing to send, the layer is not a 3D layer; the "
-                             "sculpting application showed \"The current layer is not a 3D "
-                             "layer: select a 3D layer and send it again.\"");
+    EXPECT_EQ(sandbox::lastLine(r.out),
+              "tiv-host: nothing to send, the layer is not a 3D layer; the "
+              "sculpting application showed \"The current layer is not a 3D "
+              "layer: select a 3D layer and send it again.\"");
 }
 
 TEST(HostExit, SendsThatStopBeforeTheSculptingApplicationSayWhere)
@@ -104,9 +89,9 @@ TEST(HostExit, SendsThatStopBeforeTheSculptingApplicationSayWhere)
         // The configuration is laid out again when it is missing.
         fs::remove(s_config);
         if (!c.config.empty()) writeBytes(s_config, "PATH = \"" + c.config + "\"\n");
-        CommandRun r = host(c.arguments);
+        CommandRun r = sandbox::tivHost(c.arguments);
         EXPECT_EQ(r.status, 1) << c.arguments << "\n" << r.out << r.err;
-        EXPECT_EQ(lastLineOf(r), c.last) << c.arguments;
+        EXPECT_EQ(sandbox::lastLine(r.out), c.last) << c.arguments;
     }
     fs::remove(s_config);
     fs::remove_all(s_project + "/Blocked.obj");
@@ -141,7 +126,7 @@ TEST(HostExit, PlugInOrModelThatCannotBeUsedIsTwo)
     };
     for (const Case& c : cases)
     {
-        CommandRun r = host(c.arguments);
+        CommandRun r = sandbox::tivHost(c.arguments);
         EXPECT_EQ(r.status, 2) << c.arguments;
         EXPECT_EQ(sandbox::lastLine(r.err).rfind(c.said, 0), 0u) << c.arguments << "\n" << r.err;
         EXPECT_FALSE(has(r.out, "AutoPluginMain(")) << c.arguments;
@@ -183,7 +168,8 @@ TEST(HostExit, OutOfMemoryIsSaidNeverAnAbort)
     // small layer and runs a plug-in that asks nothing.
     auto loads = [&](long kib)
     {
-        return host("--model '" + folder + "/small.obj' --caller 'PS Other'", std::to_string(kib))
+        return sandbox::tivHost("--model '" + folder + "/small.obj' --caller 'PS Other'",
+                                std::to_string(kib))
                    .status == 1;
     };
     long low = 1024, high = 4 << 20;
@@ -195,16 +181,16 @@ TEST(HostExit, OutOfMemoryIsSaidNeverAnAbort)
     }
     // The 10-million-triangle layer needs far more than 64 MiB over that.
     const std::string limit = std::to_string(high + (64 << 10));
-    CommandRun r = host("--model '" + folder + "/huge.obj'", limit);
+    CommandRun r = sandbox::tivHost("--model '" + folder + "/huge.obj'", limit);
     EXPECT_EQ(r.status, 2) << r.out << r.err;
     EXPECT_EQ(r.err, "tiv-host: cannot use the model: " + folder +
                          "/huge.obj: not enough memory to load it\n");
 
     // 8 MiB over it, the small layer loads but its send cannot be made: the
     // plug-in's read buffer alone is twice that.
-    r = host("--model '" + folder + "/small.obj' --layer Crowd --wait 5",
-             std::to_string(high + (8 << 10)));
+    r = sandbox::tivHost("--model '" + folder + "/small.obj' --layer Crowd --wait 5",
+                         std::to_string(high + (8 << 10)));
     EXPECT_EQ(r.status, 1) << r.out << r.err;
-    EXPECT_EQ(lastLineOf(r).compare(0, s_stopped.size(), s_stopped), 0) << r.out;
+    EXPECT_EQ(sandbox::lastLine(r.out).compare(0, s_stopped.size(), s_stopped), 0) << r.out;
     EXPECT_FALSE(has(r.out, "loaded Crowd.tiv")) << r.out;
 }

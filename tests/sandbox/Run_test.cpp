@@ -25,11 +25,6 @@ const std::string s_morvel =
 
 std::vector<std::string> s_logged;
 
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 // The stand-in sculpting application runs detached: its report comes when it is done.
 std::string morvelReport()
 {
@@ -49,9 +44,8 @@ class PluginRun : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string command =
-            std::string("'") + TIV_CMAKE_COMMAND + "' -P '" + TIV_SANDBOX_LAYOUT + "' > /dev/null";
-        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+        CommandRun layout = sandbox::layOutSandbox();
+        ASSERT_EQ(layout.status, 0) << layout.err;
         m_folder = testFolder();
         m_savedFolder = std::filesystem::current_path().string();
         std::filesystem::current_path(m_folder);
@@ -155,8 +149,7 @@ TEST_F(HostRun, FirstSendThenReturnOfTheSameLayer)
     const std::string launcher = s_root + "/TivMorvel/TivMorvelFromApp_Arguments.txt";
     auto send = [this]()
     {
-        CommandRun r =
-            runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" + TIV_PLUGIN_BUNDLE + "'");
+        CommandRun r = sandbox::tivHost("--plugin '" TIV_PLUGIN_BUNDLE "'");
         EXPECT_EQ(r.status, 0) << r.err;
         EXPECT_TRUE(has(r.out, "working folder unchanged: " + m_folder)) << r.out;
         EXPECT_TRUE(has(r.out, "suites still held: 0; descriptors, references and handles "
@@ -288,8 +281,7 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
     };
     for (const Case& c : cases)
     {
-        CommandRun r = runCommand(std::string("'") + TIV_HOST_EXE + "' --plugin '" +
-                                  TIV_PLUGIN_BUNDLE + "' " + c.arguments);
+        CommandRun r = sandbox::tivHost("--plugin '" TIV_PLUGIN_BUNDLE "' " + c.arguments);
         EXPECT_EQ(r.status, c.status) << c.arguments << r.err;
         EXPECT_TRUE(has(r.out, "working folder unchanged: " + m_folder)) << c.arguments;
         for (const std::string& part : c.shown)

@@ -75,6 +75,24 @@ inline std::string lastLine(const std::string& text)
     return text.substr(start, end + 1 - start);
 }
 
+#ifdef TIV_HOST_EXE
+// The editor's program run by the shell, under an address-space limit in KiB
+// when one is given.
+inline CommandRun tivHost(const std::string& arguments, const std::string& limit = "")
+{
+    std::string command = "'" TIV_HOST_EXE "' " + arguments;
+    if (!limit.empty()) command = "ulimit -v " + limit + " && exec " + command;
+    return runCommand(command);
+}
+
+// The sandbox exchange root laid out afresh, stand-ins included, as the build
+// lays it out.
+inline CommandRun layOutSandbox()
+{
+    return runCommand("'" TIV_CMAKE_COMMAND "' -P '" TIV_SANDBOX_LAYOUT "'");
+}
+#endif
+
 // An exchange folder tree under `root`, which the exchange paths name while it
 // lives, with stand-ins for the sculpting application (root/Apps/Morvel.app,
 // configured as its PATH) and for the launcher.

@@ -12,11 +12,6 @@ namespace
 const std::string s_project = std::string(TIV_SANDBOX_ROOT) + "/TivProjects/Default";
 const std::string s_summary = std::filesystem::path(TIV_SANDBOX_ROOT).parent_path().string() +
                               "/Applications/Morvel_Summary.txt";
-
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
 } // namespace
 
 class TexturedSend : public testing::Test
@@ -29,9 +24,8 @@ protected:
 #ifndef TIV_HOST_EXE
         GTEST_SKIP() << "the simulated editor was not built";
 #else
-        std::string command =
-            std::string("'") + TIV_CMAKE_COMMAND + "' -P '" + TIV_SANDBOX_LAYOUT + "' > /dev/null";
-        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+        CommandRun layout = sandbox::layOutSandbox();
+        ASSERT_EQ(layout.status, 0) << layout.err;
         m_folder = testFolder();
         std::filesystem::create_directory(m_folder + "/cwd");
 #endif
