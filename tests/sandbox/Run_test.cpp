@@ -253,11 +253,6 @@ TEST_F(HostRun, EditorCasesThroughTheModule)
     const std::string notA3DLayer = "opened " + s_root + "/TivApps/Photoshop/Tiv_NotA3DLayer.mvs";
     const std::string stopped = "tiv-host: the send stopped ";
     const std::vector<Case> cases = {
-        {"--not-3d",
-         0,
-         {notA3DLayer},
-         "tiv-host: nothing to send, the layer is not a 3D layer; the sculpting application "
-         "showed \"The current layer is not a 3D layer"},
         // A refused suite reaches the editor as 'Parm' and stops the run.
         {"--deny-suite 'ALIAS utility suite'",
          1,
