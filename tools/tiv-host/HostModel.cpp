@@ -1,6 +1,5 @@
 #include "HostModel.h"
 
-#include "AbsolutePath.h"
 #include "HostTexture.h"
 #include "ReplaceFile.h"
 

@@ -2,7 +2,6 @@
 
 #include "ColourMap.h"
 #include "HostModel.h"
-#include "AbsolutePath.h"
 #include "ReplaceFile.h"
 
 #include <cerrno>

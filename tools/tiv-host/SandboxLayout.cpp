@@ -1,6 +1,5 @@
 #include "SandboxLayout.h"
 
-#include "AbsolutePath.h"
 #include "ReplaceFile.h"
 
 #include <cerrno>
@@ -24,16 +23,12 @@ std::string readFile(const std::string& path)
 
 // Written beside the target and renamed over it once whole: a send running
 // from another editor never finds half a stand-in or half a configuration.
-bool writeWhole(const std::string& path, const std::string& bytes, fs::perms perms,
-                std::string& error)
+// `fill` writes the bytes and is false when a write failed.
+template <typename Fill>
+bool writeWhole(const std::string& path, fs::perms perms, std::string& error, Fill fill)
 {
-    const bool ok =
-        replaceFile(path,
-                    [&](FILE* file)
-                    {
-                        return fchmod(fileno(file), mode_t(perms)) == 0 &&
-                               fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-                    });
+    const bool ok = replaceFile(path, [&](FILE* file)
+                                { return fchmod(fileno(file), mode_t(perms)) == 0 && fill(file); });
     if (!ok) error = "cannot write " + path + ": " + strerror(errno);
     return ok;
 }
@@ -44,7 +39,10 @@ bool ensureText(const std::string& path, const std::string& text, std::vector<st
 {
     std::error_code ec;
     if (fs::exists(path, ec)) return true;
-    if (!writeWhole(path, text, fs::perms(0644), error)) return false;
+    if (!writeWhole(path, fs::perms(0644), error,
+                    [&](FILE* file)
+                    { return fwrite(text.data(), 1, text.size(), file) == text.size(); }))
+        return false;
     made.push_back(path);
     return true;
 }
@@ -72,21 +70,16 @@ bool sameBytes(const std::string& a, const std::string& b)
 bool copyWhole(const std::string& from, const std::string& to, std::string& error)
 {
     std::ifstream in(from, std::ios::binary);
-    const bool ok =
-        in &&
-        replaceFile(
-            to,
-            [&](FILE* file)
-            {
-                std::vector<char> piece(s_pieceBytes);
-                if (fchmod(fileno(file), 0755) != 0) return false;
-                while (in.read(piece.data(), std::streamsize(piece.size())) || in.gcount() > 0)
-                    if (fwrite(piece.data(), 1, size_t(in.gcount()), file) != size_t(in.gcount()))
-                        return false;
-                return !in.bad();
-            });
-    if (!ok) error = "cannot write " + to + ": " + strerror(errno);
-    return ok;
+    std::vector<char> piece(s_pieceBytes);
+    return writeWhole(
+        to, fs::perms(0755), error,
+        [&](FILE* file)
+        {
+            while (in.read(piece.data(), std::streamsize(piece.size())) || in.gcount() > 0)
+                if (fwrite(piece.data(), 1, size_t(in.gcount()), file) != size_t(in.gcount()))
+                    return false;
+            return in.eof() && !in.bad();
+        });
 }
 
 // A stand-in's executable, copied when missing or not the one the build made.

@@ -3,6 +3,7 @@
 #include "MeshCompare.h"
 #include "QDObjByteReader.h"
 #include "QDObjLineScan.h"
+#include "QDObjNumberReader.h"
 #include "QDTivMesh.h"
 
 #include <algorithm>
@@ -66,24 +67,6 @@ bool finite(const float* p, int n)
         if (!std::isfinite(p[k])) return false;
     return true;
 }
-
-// Powers of ten by repeated single-precision products, as the OBJ reader's
-// divisor grows; from 10^39 on they are infinite.
-struct Divisors
-{
-    float value[48];
-    Divisors()
-    {
-        float d = 1.0f;
-        for (float& v : value)
-        {
-            v = d;
-            d = d * 10.0f;
-        }
-    }
-};
-const Divisors s_divisors;
-const unsigned s_exactMantissaLimit = 1677720;
 
 // The plug-in's OBJ reading, saying what it makes of the file where that
 // would surprise. Lines are read whole from the buffer; the usual ones (plain
@@ -254,65 +237,12 @@ private:
         return end + 1;
     }
 
-    static void addDigit(int c, unsigned& mantissa, float& wide, bool& isWide)
+    // The bytes from m_p on, for the reader's own number reading.
+    struct Bytes
     {
-        if (isWide)
-            wide = wide * 10.0f + float(c - '0');
-        else if (mantissa <= s_exactMantissaLimit)
-            mantissa = mantissa * 10 + unsigned(c - '0');
-        else
-        {
-            isWide = true;
-            wide = float(mantissa) * 10.0f + float(c - '0');
-        }
-    }
-
-    // One number begun by c; returns the byte that ended it, and sets value
-    // only when that is a blank or a line end.
-    int number(int c, float& value)
-    {
-        float sign = 1.0f;
-        if (c == '-' || c == '+')
-        {
-            sign = c == '-' ? -1.0f : 1.0f;
-            c = next();
-        }
-        unsigned mantissa = 0;
-        float wide = 0.0f;
-        bool isWide = false;
-        int decimals = 0;
-        for (; qdObjIsDigit(c); c = next())
-            addDigit(c, mantissa, wide, isWide);
-        if (c == '.')
-            for (c = next(); qdObjIsDigit(c); c = next())
-            {
-                addDigit(c, mantissa, wide, isWide);
-                decimals += decimals < 47;
-            }
-        bool hasPower = false;
-        int exponentSign = 1, exponent = 0;
-        if (c == 'e')
-        {
-            c = next();
-            if (c == '+' || c == '-')
-            {
-                hasPower = true;
-                exponentSign = c == '-' ? -1 : 1;
-                c = next();
-            }
-            for (; qdObjIsDigit(c); c = next())
-            {
-                hasPower = true;
-                if (exponent < 100000) exponent = exponent * 10 + (c - '0');
-            }
-        }
-        if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return c;
-        float v = isWide ? wide : float(mantissa);
-        v = v / s_divisors.value[decimals] * sign;
-        if (hasPower) v = float(double(v) * pow(10.0, double(exponentSign * exponent)));
-        value = v;
-        return c;
-    }
+        const unsigned char*& p;
+        int next() { return *p++; }
+    };
 
     void shortLine(bool texture, int numbers, int badByte)
     {
@@ -364,7 +294,8 @@ private:
                 }
                 ++numbers;
                 float value = 0.0f;
-                c = number(c, value);
+                Bytes bytes = {m_p};
+                c = qdObjReadNumber(bytes, c, value);
                 if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c))
                 {
                     shortLine(texture, numbers - 1, c);

@@ -2,6 +2,7 @@
 
 #include "QDObjByteReader.h"
 #include "QDObjLineScan.h"
+#include "QDObjNumberReader.h"
 #include "QDTivMesh.h"
 
 #include <climits>
@@ -254,24 +255,6 @@ endOfFile:
 
 namespace
 {
-// Powers of ten built by repeated single-precision products, exactly as a
-// divisor that is multiplied by 10 once per decimal would be; from 10^39 on
-// every entry is infinite.
-struct DivisorTable
-{
-    float value[48];
-    DivisorTable()
-    {
-        float d = 1.0f;
-        for (float& v : value)
-        {
-            v = d;
-            d = d * 10.0f;
-        }
-    }
-};
-const DivisorTable s_divisors;
-
 // The reciprocals of the first divisors in double precision. For every
 // mantissa up to 2^24 and up to 16 decimals, the double product rounded to
 // single precision equals the single-precision quotient (checked for all of
@@ -282,14 +265,10 @@ struct ReciprocalTable
     ReciprocalTable()
     {
         for (int k = 0; k < 17; ++k)
-            value[k] = 1.0 / double(s_divisors.value[k]);
+            value[k] = 1.0 / double(qdObjNumberReader::s_divisors.value[k]);
     }
 };
 const ReciprocalTable s_reciprocals;
-
-// Largest value for which value * 10 + 9 still fits the 24-bit float mantissa:
-// below it, integer and single-precision accumulation give the same bits.
-const unsigned int s_exactMantissaLimit = 1677720;
 
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 #error "digitRun reads eight characters as one little-endian word"
@@ -503,19 +482,6 @@ private:
         }
     }
 
-    static void addDigit(int c, unsigned int& mantissa, float& wide, bool& isWide)
-    {
-        if (isWide)
-            wide = wide * 10.0f + float(c - '0');
-        else if (mantissa <= s_exactMantissaLimit)
-            mantissa = mantissa * 10 + unsigned(c - '0');
-        else
-        {
-            isWide = true;
-            wide = float(mantissa) * 10.0f + float(c - '0');
-        }
-    }
-
     // The usual shape of a number, "-12.345678" ended by a blank or a line end
     // with at most 24 bits of digits, read a word at a time from p (its first
     // byte, sign included): the same bits as the digit-by-digit reading. On
@@ -548,55 +514,13 @@ private:
             in.setPosition(p + 1);
             return *p;
         }
-        return number<QDObjLineCursor>(in, c, value);
+        return qdObjReadNumber(in, c, value);
     }
 
-    // Reads one number begun by c ("+", "-", "." or a digit). Returns the byte
-    // that ended it; value is set only when that byte is a blank or a line end.
+    // A line that straddles two fills has no whole number in view.
     template <class In> static int number(In& in, int c, float& value)
     {
-        float sign = 1.0f;
-        if (c == '-' || c == '+')
-        {
-            sign = c == '-' ? -1.0f : 1.0f;
-            c = in.next();
-        }
-        unsigned int mantissa = 0;
-        float wide = 0.0f;
-        bool isWide = false;
-        int decimals = 0;
-        for (; qdObjIsDigit(c); c = in.next())
-            addDigit(c, mantissa, wide, isWide);
-        if (c == '.')
-            for (c = in.next(); qdObjIsDigit(c); c = in.next())
-            {
-                addDigit(c, mantissa, wide, isWide);
-                decimals += decimals < 47;
-            }
-        bool hasPower = false;
-        int exponentSign = 1;
-        int exponent = 0;
-        if (c == 'e')
-        {
-            c = in.next();
-            if (c == '+' || c == '-')
-            {
-                hasPower = true;
-                exponentSign = c == '-' ? -1 : 1;
-                c = in.next();
-            }
-            for (; qdObjIsDigit(c); c = in.next())
-            {
-                hasPower = true;
-                if (exponent < 100000) exponent = exponent * 10 + (c - '0');
-            }
-        }
-        if (!qdObjIsBlank(c) && !qdObjIsLineEnd(c)) return c;
-        float v = isWide ? wide : float(mantissa);
-        v = v / s_divisors.value[decimals] * sign;
-        if (hasPower) v = float(double(v) * pow(10.0, double(exponentSign * exponent)));
-        value = v;
-        return c;
+        return qdObjReadNumber(in, c, value);
     }
 
     __attribute__((always_inline)) void storePosition(float value)
